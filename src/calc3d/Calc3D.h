@@ -1,0 +1,265 @@
+// Calculation object of a 3-D shot on a staggered grid.
+//
+// CCalc3D holds the task settings, the geometry of the active shot, the
+// earth-model coefficient cubes and the time-stepping state. Everything that
+// touches wavefield memory goes through the virtual operations below, which
+// a backend (host threads or a device) implements; time loops, model
+// building and result writers are written once here against them.
+//
+// Cube index: (z * m_nNy + y) * m_nNx + x, x fastest, z the local plane
+// (global plane = z + m_nZ0), z grows downward.
+#pragma once
+
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "calc3d/Signal3D.h"
+#include "common.h"
+#include "survey/Survey3D.h"
+
+class CKelvoApp;
+
+// Model components as numbered in the task and in messages.
+enum {
+  MODEL_PVEL = 0,
+  MODEL_SVEL = 1,
+  MODEL_DENS = 2,
+  MODEL_ANIS_EPSILON = 10,
+  MODEL_ANIS_DELTA = 11,
+  MODEL_ANIS_GAMMA = 12,
+  MODEL_ANIS_ALPHA = 13,
+  MODEL_ANIS_PHI = 14,
+  MODEL_Q = 100,
+};
+
+// Status values of the engine (0 is success).
+enum {
+  CALC_OK = 0,
+  CALC_NO_MEMORY = 1,
+  CALC_MEMORY_LIMIT = 2,
+  CALC_NO_FIELD = -1,
+  CALC_NO_FILE = -3,
+  CALC_MODEL_NOT_READY = -5,
+  CALC_EMPTY_INTERSECTION = -30,
+  CALC_SHOT_OUTSIDE = -31,
+  CALC_NO_RECEIVERS = -32,
+  CALC_SHOT_NOT_ACTIVE = -33,
+  CALC_NO_MOMENT_TENSOR = -34,
+  CALC_SHOT_SKIPPED = -35,
+  CALC_BAD_DX = -100,
+  CALC_BAD_DT = -101,
+  CALC_BAD_SHOT = -102,
+  CALC_NO_DEPTH = -103,
+  CALC_BAD_RECORD_RANGE = -104,
+  CALC_BAD_SIGNAL = -105,
+  CALC_BAD_SOURCE_TYPE = -108,
+  CALC_UNSTABLE = -150,
+  CALC_INCONSISTENT = -200,
+  CALC_TERMINATE = -1000,
+};
+
+// Output products of GetFileName.
+enum { FILE_GATHER = 0, FILE_SNAP2D = 1, FILE_TIME = 2, FILE_SNAP3D = 3 };
+
+// Wavefields of GetCalcPlane / SetCalcPlane.
+enum {
+  FIELD_VX = 1,
+  FIELD_VY = 2,
+  FIELD_VZ = 3,
+  FIELD_TZZ = 4,
+  FIELD_TXX = 5,
+  FIELD_TYY = 6,
+  FIELD_TXY = 7,
+  FIELD_TXZ = 8,
+  FIELD_TYZ = 9,
+};
+
+class CCalc3D {
+public:
+  CCalc3D();
+  CCalc3D(const CCalc3D&) = delete;
+  CCalc3D& operator=(const CCalc3D&) = delete;
+
+  // ---- Backend interface, in this order -------------------------------
+  // 1. Frees all that the object owns. A backend calls
+  //    FreeMemory(true, true, true, true, true) in its own destructor.
+  virtual ~CCalc3D();
+  // 2. Sets m_nZ0, m_nZ1, m_nNzAll (and the slab under decomposition).
+  virtual int InitDecomposition();
+  // 3. Estimates (bEstimate) or allocates all per-shot arrays, zeroed.
+  virtual int AllocateMemory(bool bEstimate, bool bQuiet) = 0;
+  // 4. Allocates the gather rows once the receiver list is final.
+  virtual int AllocateMemorySeismogram() = 0;
+  // 5. Frees the named groups; safe to call twice.
+  virtual int FreeMemory(bool bModel, bool bWave, bool bSeismogram, bool bTimeField, bool bPlane) = 0;
+  // 6. Zeroes wavefields, memories and gather rows (device: uploads).
+  virtual int LoadModel() = 0;
+  // 7. Adds sample nStep of the signal at all excitation points.
+  virtual int ApplySignal(int nStep) = 0;
+  // 8-13. One half-step over the inclusive box (z, y, x low; z, y, x high).
+  virtual int PropagateAcoWaveU(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) = 0;
+  virtual int PropagateAcoWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) = 0;
+  virtual int PropagateElaWaveU(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) = 0;
+  virtual int PropagateElaWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) = 0;
+  virtual int PropagateOrtWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) = 0;
+  virtual int PropagateAniWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) = 0;
+  // 14. Updates the arrival-time cubes.
+  virtual int PropagateTimeField() = 0;
+  // 15. Stores one gather row and advances m_nSeisStep.
+  virtual int RecordSeismogram() = 0;
+  // 16. Whole gather of 'X', 'Y', 'Z' or 'C' (others: 'Z'); owned by us.
+  virtual float* GrabShotgather(char cComponent) = 0;
+  // 17. Vertical plane through the shot into m_pPlane.
+  virtual float* Grab2DSnapshot(char cPlane, char cComponent) = 0;
+  // 18. Resampled sub-cube in a new float[] the caller deletes.
+  virtual float* Grab3DSnapshot(CCubeN& box, C3DSizeN& size, char cComponent) = 0;
+  // 19. Arrival-time cube of type index 0 or 1; owned by us.
+  virtual float* GrabTimeField(int nType) = 0;
+  // 20-22. Plane access for the exchange between depth slabs.
+  virtual int GetCalcPlane(int nField, int nZ0, int nZ1, float** ppData, bool bZero) = 0;
+  virtual int SetCalcPlane(int nField, int nZ0, int nZ1, float* pData) = 0;
+  virtual void FreeCalcPlane(float** ppData) = 0;
+
+  // ---- Task ------------------------------------------------------------
+  int ReadTask3D(const char* section, std::vector<CString>& lines);
+
+  // ---- Signal ----------------------------------------------------------
+  int GenerateSignal();
+
+  // ---- Shot preparation ----------------------------------------------
+  int PrepareSource(int nShot, CSurvey3D& survey, bool bQuiet);
+  int ValidateCommon();
+  int ValidateSurveyGeometryShared();
+  int ValidateSurveyGeometryDistributed();
+  size_t GetPtShift(const C3DPointR& pt);
+  int ValidateTracePoint(C3DPointR& pt);
+  int IsCalcNeeded(int nShot);
+  CString GetFileName(int nType, char cComponent, bool bPattern, bool bMerged, double fParam);
+  int Init3DSnapshots();
+  CCubeN GetSampleUserArea();
+  CCubeR GetRealUserArea();
+
+  // ---- Time loops ------------------------------------------------------
+  int Calculate();
+  int CalculateShared();
+  int CalculateDistributed();
+  static int MergeDistributedCube(CKelvoApp* pApp, const CCubeN& box, int* pnOut, float* pLocal, float** ppMerged);
+
+  // ---- Model building ------------------------------------------------
+  int InitModel();
+  int LoadModelComponent(int nComponent, const char* szFile, float* pP, float* pOut, float* pTemp);
+  int MakeSurface();
+  int MakeSurfaceBottomDistributed();
+  int SmoothModel();
+  int SmoothModelComponent(float* pData, int nPasses);
+  int PrepareViscoElasticModel();
+  int InitPMLProfile();
+
+  // ---- Results ---------------------------------------------------------
+  int SaveResults();
+  int SaveShotgather(const char* path, char cComponent);
+  int SaveShotgatherBuf(const char* path, size_t nTraces, size_t nSamples, float* pData,
+                        std::vector<C3DPointR>& receivers, std::vector<int>* pInline, std::vector<int>* pCrossline,
+                        std::vector<int>* pTraceId, std::vector<int>* pFileId);
+  int SaveTimeField(const char* szFile, int nType);
+  int Save3DSnapshots();
+  int AppendZpl2DSnapshot(const char* szFile, char cPlane, const char* szComponents, double fStep, bool bFlag);
+
+  // ---- Helpers -----------------------------------------------------------
+  // Modelling method of the task (101..104).
+  int GetMethod() const;
+  // Processes sharing this shot by depth (1 without decomposition).
+  int GetGroupSize() const;
+  int GetGroupRank() const;
+  bool HasUpperNeighbour() const { return GetGroupSize() > 1 && GetGroupRank() > 0; }
+  bool HasLowerNeighbour() const { return GetGroupSize() > 1 && GetGroupRank() < GetGroupSize() - 1; }
+  size_t GetCubeSize() const { return (size_t)m_nNx * m_nNy * m_nNz; }
+  // The array held by a model component, or null for an unknown one.
+  float** GetComponentArray(int nComponent);
+  // Writes a whole local cube to a debug SEG-Y file (failures are silent).
+  void SaveDebugCube(const char* szFile, const float* pData);
+
+  // ---- Fields ------------------------------------------------------------
+  int m_nTraces = 0;
+  CCubeR m_cubeModel;
+  CCubeR m_cubeSim;
+  CCubeR m_cubeSurvey;
+  double m_fMargin = 0;
+  size_t m_nSeisLen = 0;
+  int m_nViscoL = 0;
+  bool m_bApparentVelocity = false;
+  CSignal3D m_Signal;
+  int m_nSourceType = 0;
+  float m_fK11 = 0, m_fK22 = 0, m_fK33 = 0, m_fK12 = 0, m_fK13 = 0, m_fK23 = 0;
+  bool m_bSuppressSV = true;
+  int m_nSurfType = 0;
+  double m_fT0 = 0;
+  double m_fTime = 0;
+  double m_fT1 = 0;
+  size_t m_nSeisStep = 0;
+  double m_fH = 0;
+  double m_fDt = 0;
+  int m_nTimeFieldType = 0;
+  double m_fTimeDx = 0, m_fTimeDy = 0, m_fTimeDz = 0;
+  int m_nTimeNx = 0, m_nTimeNy = 0, m_nTimeNz = 0;
+  bool m_bTimeMerge = true;
+  int m_nZ0 = 0, m_nZ1 = 0;
+  int m_nNzAll = 0;
+  int m_nNx = 0, m_nNy = 0, m_nNz = 0;
+  int m_nFrame = 38;
+  int m_nPML = 21;
+  int m_nStart = 2;
+  int m_nSnapEvery = 0;
+  double m_fSnapT0 = 0, m_fSnapDt = 0.1;
+  double m_fSnapNext = 0;
+  double m_fSnapYOffset = 0;
+  std::vector<int> m_vSnap3DShots;
+  std::vector<double> m_vSnap3DTimes;
+  char m_szSnap3DComponents[20] = {0};
+  double m_fSnap3DDx = 0, m_fSnap3DDy = 0, m_fSnap3DDz = 0;
+  int m_nShot = 0;
+  C3DPointR m_ptShot;
+  std::vector<C3DPointR> m_vReceivers;
+  std::vector<C3DPointR> m_vExcitePoints;
+  std::vector<int> m_vRcvInline, m_vRcvCrossline, m_vRcvTraceId, m_vRcvFileId;
+  std::vector<C3DShotPoint> m_vShotPoints;
+  std::vector<size_t> m_vRcvIdx;
+  std::vector<CShotTauK> m_vShotTauK;
+  CCubeR m_cubeGrid;
+  float* m_pK = nullptr;
+  float* m_pMu = nullptr;
+  float* m_pB = nullptr;
+  float* m_pQ = nullptr;
+  // Thomsen parameters and angles (physical values, freed after InitModel).
+  float* m_pAnisEps = nullptr;
+  float* m_pAnisDelta = nullptr;
+  float* m_pAnisGamma = nullptr;
+  float* m_pAnisAlpha = nullptr;
+  float* m_pAnisPhi = nullptr;
+  // Orthorhombic stiffness coefficients.
+  float *m_pC11 = nullptr, *m_pC12 = nullptr, *m_pC13 = nullptr, *m_pC22 = nullptr, *m_pC23 = nullptr,
+        *m_pC33 = nullptr, *m_pC44 = nullptr, *m_pC55 = nullptr, *m_pC66 = nullptr;
+  // Further stiffness coefficients of general anisotropy.
+  float *m_pC14 = nullptr, *m_pC15 = nullptr, *m_pC16 = nullptr, *m_pC24 = nullptr, *m_pC25 = nullptr,
+        *m_pC26 = nullptr, *m_pC34 = nullptr, *m_pC35 = nullptr, *m_pC36 = nullptr, *m_pC45 = nullptr,
+        *m_pC46 = nullptr, *m_pC56 = nullptr;
+  float* m_pVisco = nullptr;
+  float m_fSuppress = 1;
+  bool m_bPML = true;
+  size_t m_nPmlCountX = 0, m_nPmlCountY = 0, m_nPmlCountZ = 0;
+  // PML coefficients per axis: a low A, a high A, b low A, b high A,
+  // a low B, a high B, b low B, b high B.
+  float* m_pPmlCoefX[8] = {nullptr};
+  float* m_pPmlCoefY[8] = {nullptr};
+  float* m_pPmlCoefZ[8] = {nullptr};
+  float* m_pPlane = nullptr;
+  float m_fDamp[38] = {0};
+  CKelvoApp* m_pApp = nullptr;
+  bool m_bSnap3DActive = false;
+  double m_fSnap3DLast = 0;
+  int m_nSnap3DNz = 0;
+  float m_fMaxVp = 0;
+  int m_nActiveY0 = 0, m_nActiveX0 = 0, m_nActiveY1 = 0, m_nActiveX1 = 0;
+  int m_nActiveDelay = 0;
+};
