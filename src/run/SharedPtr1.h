@@ -1,0 +1,79 @@
+// A small reference-counted holder with a deleter, used for FILE* handles that
+// have several exits.
+#pragma once
+#include <cstdio>
+
+namespace details {
+class shared_ptr1_deleter_interface {
+public:
+  virtual ~shared_ptr1_deleter_interface() {}
+  virtual void destroy(void* p) = 0;
+};
+
+template <class T, class D> class shared_ptr1_deleter_internal : public shared_ptr1_deleter_interface {
+public:
+  explicit shared_ptr1_deleter_internal(D d) : m_d(d) {}
+  void destroy(void* p) override { m_d((T*)p); }
+  D m_d;
+};
+} // namespace details
+
+template <class T> struct smart_file_deleter {
+  void operator()(T* f) const {
+    if (f)
+      fclose(f);
+  }
+};
+
+inline void file_deleter(FILE* f) {
+  if (f)
+    fclose(f);
+}
+
+template <class T> class shared_ptr1 {
+public:
+  shared_ptr1() : m_p(nullptr), m_pCount(nullptr), m_pDel(nullptr) {}
+  template <class D>
+  shared_ptr1(T* p, D d) : m_p(p), m_pCount(new int(0)), m_pDel(new details::shared_ptr1_deleter_internal<T, D>(d)) {}
+  shared_ptr1(const shared_ptr1& o) : m_p(o.m_p), m_pCount(o.m_pCount), m_pDel(o.m_pDel) {
+    if (m_pCount)
+      ++*m_pCount;
+  }
+  shared_ptr1& operator=(const shared_ptr1& o) {
+    if (this != &o) {
+      release();
+      m_p = o.m_p, m_pCount = o.m_pCount, m_pDel = o.m_pDel;
+      if (m_pCount)
+        ++*m_pCount;
+    }
+    return *this;
+  }
+  ~shared_ptr1() { release(); }
+  template <class D> void reset(T* p, D d) {
+    release();
+    m_p = p;
+    m_pCount = new int(0);
+    m_pDel = new details::shared_ptr1_deleter_internal<T, D>(d);
+  }
+  void reset() { release(); }
+  T* get() const { return m_p; }
+  T* operator->() const { return m_p; }
+  operator bool() const { return m_p != nullptr; }
+
+private:
+  void release() {
+    if (!m_pCount)
+      return;
+    if (*m_pCount == 0) {
+      m_pDel->destroy(m_p);
+      delete m_pDel;
+      delete m_pCount;
+    } else {
+      --*m_pCount;
+    }
+    m_p = nullptr, m_pCount = nullptr, m_pDel = nullptr;
+  }
+  T* m_p;
+  int* m_pCount;
+  details::shared_ptr1_deleter_interface* m_pDel;
+};
