@@ -62,16 +62,21 @@ public:
 
 private:
   void release() {
-    if (!m_pCount)
+    int* count = m_pCount;
+    details::shared_ptr1_deleter_interface* del = m_pDel;
+    T* p = m_p;
+    m_p = nullptr;
+    m_pCount = nullptr;
+    m_pDel = nullptr;
+    if (!count)
       return;
-    if (*m_pCount == 0) {
-      m_pDel->destroy(m_p);
-      delete m_pDel;
-      delete m_pCount;
+    if (*count == 0) {
+      del->destroy(p);
+      delete del;
+      delete count;
     } else {
-      --*m_pCount;
+      --*count;
     }
-    m_p = nullptr, m_pCount = nullptr, m_pDel = nullptr;
   }
   T* m_p;
   int* m_pCount;
