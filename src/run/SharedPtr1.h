@@ -81,7 +81,8 @@ private:
     } else {
       --*count;
     }
-  }#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
+  }
+#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
 #pragma GCC diagnostic pop
 #endif
 
