@@ -179,6 +179,12 @@ public:
   float** GetComponentArray(int nComponent);
   // Writes a whole local cube to a debug SEG-Y file (failures are silent).
   void SaveDebugCube(const char* szFile, const float* pData);
+  // Model and coefficient cubes are allocated with new float[]; this frees
+  // one and leaves the pointer null.
+  static void FreeArray(float*& p) {
+    delete[] p;
+    p = nullptr;
+  }
 
   // ---- Fields ------------------------------------------------------------
   int m_nTraces = 0;
