@@ -1,0 +1,107 @@
+#include "output/GatherWriter.h"
+
+#include <cstring>
+#include <new>
+
+#include "seisfile/SdsPC.h"
+
+namespace {
+
+// Value i of an optional list, or `def` when the list is absent or short.
+int ListValue(const std::vector<int>* pList, size_t i, int def) {
+  return pList && i < pList->size() ? (*pList)[i] : def;
+}
+
+// Header offsets (0-based) of the numbers a gather carries.
+enum {
+  TH_FILE_ID = 8,     // bytes 9-12
+  TH_TRACE_ID = 12,   // bytes 13-16
+  TH_SHOT_ID = 16,    // bytes 17-20
+  TH_INLINE = 188,    // bytes 189-192
+  TH_CROSSLINE = 192, // bytes 193-196
+};
+
+} // namespace
+
+int CGatherWriter::Write(const char* path, size_t nTraces, size_t nSamples, float* pData,
+                         const std::vector<C3DPointR>& receivers, const std::vector<int>* pInline,
+                         const std::vector<int>* pCrossline, const std::vector<int>* pTraceId,
+                         const std::vector<int>* pFileId) const {
+  if (nTraces < 1) {
+    u_Error("Invalid Trace Count in CCalc2D::SaveSingleShotgatherSGY\n");
+    return -1;
+  }
+  if (receivers.size() < nTraces) {
+    u_Error("Error! Shot gather: %d receivers for %d traces.\n", (int)receivers.size(), (int)nTraces);
+    return -1;
+  }
+  CRectR rect(1.0, m_t0, (double)nTraces, m_t0 + (double)(nSamples - 1) * m_dt);
+
+  SDS_TRACEINFO* pInfo = new (std::nothrow) SDS_TRACEINFO[nTraces];
+  if (!pInfo) {
+    u_Error("Error! Memory Allocation Error in CCalc2D::SaveSingleShotgatherSGY\n");
+    return -1;
+  }
+  // The numbers only count when the lists cover all traces.
+  const bool bLines = pInline && pCrossline && pInline->size() >= nTraces && pCrossline->size() >= nTraces;
+  bool bNumbers = false;
+  bool bIds = false;
+  for (size_t i = 0; i < nTraces; i++) {
+    SDS_TRACEINFO& r = pInfo[i];
+    memset(&r, 0, sizeof(r));
+    r.m_fXs = (float)m_ptShot.x;
+    r.m_fYs = (float)m_ptShot.y;
+    r.m_fZs = (float)m_ptShot.z;
+    r.m_fXr = (float)receivers[i].x;
+    r.m_fYr = (float)receivers[i].y;
+    r.m_fZr = (float)receivers[i].z;
+    r.m_nPart = m_nShot;
+    const int nTraceId = ListValue(pTraceId, i, -1);
+    const int nFileId = ListValue(pFileId, i, -1);
+    if (nTraceId >= 0)
+      r.m_nTraceNo = nTraceId;
+    if (nFileId >= 0)
+      r.m_nPartNo = nFileId;
+    if (nTraceId >= 0 || nFileId >= 0)
+      bIds = true;
+    if (bLines && (*pInline)[i] > 0 && (*pCrossline)[i] > 0)
+      bNumbers = true;
+  }
+
+  CSdsPC sds;
+  const bool bSaved = sds.OnSave(path, pData, rect, CSizeN((int)nTraces, (int)nSamples), 0, 0, false, pInfo, DU_SEC);
+  delete[] pInfo;
+  if (!bSaved)
+    return 1;
+
+  TYPEFILE type;
+  if ((bNumbers || bIds) && CSdsPC::GetTypeFromFileName(path, type) && type == SGY)
+    CompleteHeaders(path, nTraces, bNumbers, pInline, pCrossline, pTraceId, pFileId);
+  return 0;
+}
+
+void CGatherWriter::CompleteHeaders(const char* path, size_t nTraces, bool bNumbers, const std::vector<int>* pInline,
+                                    const std::vector<int>* pCrossline, const std::vector<int>* pTraceId,
+                                    const std::vector<int>* pFileId) const {
+  CSdsPC sds;
+  if (!sds.OnOpen(path, 1, 0, 0, 0))
+    return;
+  const int n = (int)nTraces < sds.m_nTraceCount ? (int)nTraces : sds.m_nTraceCount;
+  for (int i = 0; i < n; i++) {
+    SGY_TRACEHEADER h;
+    if (!sds.GetTraceHeader(i, h, 1))
+      continue;
+    if (bNumbers) {
+      h.SetInt32(TH_INLINE, ListValue(pInline, i, 0));
+      h.SetInt32(TH_CROSSLINE, ListValue(pCrossline, i, 0));
+    }
+    const int nTraceId = ListValue(pTraceId, i, -1);
+    const int nFileId = ListValue(pFileId, i, -1);
+    if (nTraceId >= 0)
+      h.SetInt32(TH_TRACE_ID, nTraceId);
+    if (nFileId >= 0)
+      h.SetInt32(TH_FILE_ID, nFileId);
+    h.SetInt32(TH_SHOT_ID, m_nShotId);
+    sds.SetTraceHeader(i, h, 1);
+  }
+}

@@ -1,0 +1,37 @@
+// Writer of one shot gather: a 2-D array of traces, one per receiver, with
+// the geometry and the receiver numbers of the survey in its trace headers.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "common.h"
+
+class CGatherWriter {
+public:
+  // Shot the gather belongs to.
+  C3DPointR m_ptShot;
+  int m_nShot = 0;   // shot number: the part number of every trace
+  int m_nShotId = 0; // shot id written to bytes 17-20 when the headers are completed
+  // Time axis of the traces: first sample and interval, seconds.
+  double m_t0 = 0;
+  double m_dt = 0;
+
+  // Writes nTraces traces of nSamples samples, sample k of trace i at
+  // pData[k * nTraces + i]. The file type follows the name. The four number
+  // lists are optional; each holds one value per receiver. Inline and
+  // crossline numbers go to the SEG-Y headers when some trace has both above
+  // 0, trace ids (bytes 13-16) and file ids (bytes 9-12) where they are at
+  // least 0.
+  // Result: 0 success, -1 bad input or no memory, 1 the file was not written.
+  int Write(const char* path, size_t nTraces, size_t nSamples, float* pData, const std::vector<C3DPointR>& receivers,
+            const std::vector<int>* pInline, const std::vector<int>* pCrossline, const std::vector<int>* pTraceId,
+            const std::vector<int>* pFileId) const;
+
+private:
+  // Reopens a written SEG-Y file and puts the receiver numbers and the shot id
+  // into its trace headers. Failures only leave the numbers as they were.
+  void CompleteHeaders(const char* path, size_t nTraces, bool bNumbers, const std::vector<int>* pInline,
+                       const std::vector<int>* pCrossline, const std::vector<int>* pTraceId,
+                       const std::vector<int>* pFileId) const;
+};
