@@ -154,6 +154,13 @@ public:
   int SmoothModel();
   int SmoothModelComponent(float* pData, int nPasses);
   int PrepareViscoElasticModel();
+  // Stages of InitModel: the Q cube to a per-step stress factor, the frame
+  // taper, the conversion of velocities and density to coefficients.
+  void MakeQFactor();
+  static double GetQFactor(double q, double fExp);
+  void MakeDamp();
+  void ConvertIsotropic();
+  int ConvertAnisotropic();
   int InitPMLProfile();
 
   // ---- Results ---------------------------------------------------------
