@@ -1,0 +1,456 @@
+// Host backend: memory plan, allocation, release and the read-out of fields.
+#include "Calc3D_OMP.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "KelvoApp.h"
+
+namespace {
+
+double MB(double nFloats) { return nFloats * 4.0 / 1048576.0; }
+
+// A zero-filled float block, or null for a size of 0. Throws std::bad_alloc.
+float* NewZeroed(size_t n) {
+  if (n == 0)
+    return nullptr;
+  return new float[n]();
+}
+
+void ZeroArray(float* p, size_t n) {
+  if (p && n)
+    std::memset(p, 0, n * sizeof(float));
+}
+
+} // namespace
+
+CCalc3D_OMP::CCalc3D_OMP() {}
+
+CCalc3D_OMP::~CCalc3D_OMP() { FreeMemory(true, true, true, true, true); }
+
+int CCalc3D_OMP::GetPmlMemCount() const {
+  int nMethod = GetMethod();
+  if (nMethod <= METHOD_ACOUSTIC)
+    return PML_MEM_ACOUSTIC;
+  if (nMethod < METHOD_ANISOTROPIC)
+    return PML_MEM_ELASTIC;
+  return PML_MEM_COUNT;
+}
+
+// Axis of the derivative of each memory array: 0 x, 1 y, 2 z. The first 36
+// come in pairs (low, high); from 36 on in groups of six.
+static int PmlMemAxis(int k) {
+  static const int pairAxis[18] = {0, 0, 1, 1, 2, 2, 0, 1, 0, 2, 1, 2, 1, 2, 0, 2, 0, 1};
+  static const int groupAxis[9] = {2, 2, 2, 1, 1, 1, 0, 0, 0};
+  if (k < 36)
+    return pairAxis[k / 2];
+  return groupAxis[(k - 36) / 6];
+}
+
+size_t CCalc3D_OMP::GetPmlMemSize(int k) const {
+  switch (PmlMemAxis(k)) {
+  case 0: return m_nPmlCountX;
+  case 1: return m_nPmlCountY;
+  default: return m_nPmlCountZ;
+  }
+}
+
+void CCalc3D_OMP::SetPmlCounts() {
+  if (!m_bPML) {
+    m_nPmlCountX = m_nPmlCountY = m_nPmlCountZ = 0;
+    return;
+  }
+  m_nPmlCountX = (size_t)m_nNy * m_nNz * m_nPML;
+  m_nPmlCountY = (size_t)m_nNx * m_nNz * m_nPML;
+  m_nPmlCountZ = (size_t)m_nNx * m_nNy * m_nPML;
+}
+
+int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
+  if (!bEstimate)
+    FreeMemory(true, true, true, true, true);
+
+  const int nMethod = GetMethod();
+  const size_t m = GetCubeSize();
+  const size_t nPlane = (size_t)std::max(m_nNx, m_nNy) * m_nNz;
+  const int L = m_nViscoL;
+  const bool bQ = m_pApp && !m_pApp->m_strModelQ.IsEmpty();
+  const bool bBig = m_pApp && m_pApp->m_bBigSeismogram;
+
+  int G = 2 + (bQ ? 1 : 0);
+  if (nMethod == METHOD_ELASTIC)
+    G += 1;
+  else if (nMethod == METHOD_ORTHORHOMBIC)
+    G += 8;
+  else if (nMethod == METHOD_ANISOTROPIC)
+    G += 20;
+  if (L > 0)
+    G -= 1;
+  const int C = nMethod == METHOD_ACOUSTIC ? 4 : 9;
+
+  SetPmlCounts();
+  const size_t T = m_nPmlCountX + m_nPmlCountY + m_nPmlCountZ;
+  const int F = nMethod == METHOD_ACOUSTIC ? 12 : (nMethod == METHOD_ANISOTROPIC ? 38 : 20);
+  const double fPml = m_bPML ? MB((double)F * T) : 0.0;
+
+  const size_t n = m_vRcvIdx.size();
+  const size_t S = bBig ? n : n * m_nSeisLen;
+  const size_t nCube = (size_t)m_nTimeNx * m_nTimeNy * m_nTimeNz;
+  int t = 0;
+  for (int i = 0; i < 2; i++)
+    if (m_nTimeFieldType & (1 << i))
+      t++;
+
+  const double fModel = MB((double)G * m);
+  const double fPart = MB((double)C * m);
+  const double fVisco = MB(3.0 * L * m) + MB(6.0 * L * m);
+  const double fSeis = 4 * MB((double)S);
+  const double fTime = MB(2.0 * t * nCube);
+  const double R = fModel + fPart + fVisco + fSeis + fPml + fTime;
+
+  const int nHostGB = m_pApp ? m_pApp->m_nHostMemoryGB : 0;
+  double fAvail;
+  if (nHostGB > 0) {
+    fAvail = nHostGB * 1024.0;
+  } else {
+    fAvail = (double)sysconf(_SC_PHYS_PAGES) * (double)sysconf(_SC_PAGESIZE) / 1048576.0;
+  }
+
+  if (!bQuiet) {
+    u_LinePrint(" Memory ");
+    u_Print("Model grids (x,y,z)=(%dx%dx%d) %dx%1.2f MB = %1.0f MB.\n", m_nNx, m_nNy, m_nNz, G, MB((double)m), fModel);
+    u_Print("Particle components (x,y,z)=(%dx%dx%d) %dx%1.2f MB = %1.0f MB.\n", m_nNx, m_nNy, m_nNz, C, MB((double)m),
+            fPart);
+    if (fVisco > 0)
+      u_Print("Visco-elastic components, L=%d, %dx%1.2f MB = %1.0f MB.\n", L, 9 * L, MB((double)m), fVisco);
+    if (fSeis > 0) {
+      if (bBig)
+        u_Print("Seismogram (n)=(%d) %dx%1.2f MB = %1.0f MB.\n", (int)n, 4, MB((double)S), fSeis);
+      else
+        u_Print("Seismogram (n,t)=(%dx%d) %dx%1.2f MB = %1.0f MB.\n", (int)n, (int)m_nSeisLen, 4, MB((double)S), fSeis);
+    }
+    if (fTime > 0)
+      u_Print("Time Field Grids %1.0f MB.\n", fTime);
+    if (MB((double)nPlane) > 0)
+      u_Print("Additioal Grids %1.0f MB.\n", MB((double)nPlane));
+    if (fPml > 0)
+      u_Print("PML Grids = %1.0f MB\n", fPml);
+    if (nHostGB > 0)
+      u_Print("Total Required = %1.0f MB, Available = %1.0f MB (Configured)\n", R, fAvail);
+    else
+      u_Print("Total Required = %1.0f MB, Available = %1.0f MB\n", R, fAvail);
+    u_Line();
+    u_Print("\n");
+  }
+
+  if (bEstimate) {
+    if (m_pApp) {
+      m_pApp->m_fMemAvailable = fAvail;
+      m_pApp->m_fMemRequired = R;
+    }
+    return 0;
+  }
+
+  if (fAvail < R)
+    u_Warning("Warning! Not enough memory the on computer. Requested %g MB, but only %g MB is "
+              "available.\n",
+              R, fAvail);
+
+  try {
+    m_pK = NewZeroed(m);
+    m_pB = NewZeroed(m);
+    if (L > 0) {
+      m_pVisco = NewZeroed(3 * (size_t)L * m);
+      m_pViscoG = NewZeroed(6 * (size_t)L * m);
+    }
+    if (bQ)
+      m_pQ = NewZeroed(m);
+    m_pPlane = NewZeroed(nPlane);
+    m_pVx = NewZeroed(m);
+    m_pVy = NewZeroed(m);
+    m_pVz = NewZeroed(m);
+    m_pTxx = NewZeroed(m);
+    if (nMethod > METHOD_ACOUSTIC) {
+      m_pMu = NewZeroed(m);
+      m_pTyy = NewZeroed(m);
+      m_pTzz = NewZeroed(m);
+      m_pTxy = NewZeroed(m);
+      m_pTxz = NewZeroed(m);
+      m_pTyz = NewZeroed(m);
+    }
+    if (nMethod > METHOD_ELASTIC && m_pApp) {
+      if (!m_pApp->m_strAnisEpsilon.IsEmpty())
+        m_pAnisEps = NewZeroed(m);
+      if (!m_pApp->m_strAnisDelta.IsEmpty())
+        m_pAnisDelta = NewZeroed(m);
+      if (!m_pApp->m_strAnisGamma.IsEmpty())
+        m_pAnisGamma = NewZeroed(m);
+      if (!m_pApp->m_strAnisAzimuth.IsEmpty())
+        m_pAnisAlpha = NewZeroed(m);
+      if (!m_pApp->m_strAnisPhi.IsEmpty())
+        m_pAnisPhi = NewZeroed(m);
+    }
+    if (nMethod > METHOD_ELASTIC) {
+      float** ortho[9] = {&m_pC11, &m_pC12, &m_pC13, &m_pC22, &m_pC23, &m_pC33, &m_pC44, &m_pC55, &m_pC66};
+      for (float** p : ortho)
+        *p = NewZeroed(m);
+    }
+    if (nMethod == METHOD_ANISOTROPIC) {
+      float** gen[12] = {&m_pC14, &m_pC15, &m_pC16, &m_pC24, &m_pC25, &m_pC26,
+                         &m_pC34, &m_pC35, &m_pC36, &m_pC45, &m_pC46, &m_pC56};
+      for (float** p : gen)
+        *p = NewZeroed(m);
+    }
+    for (int i = 0; i < 2; i++) {
+      if (m_nTimeFieldType & (1 << i)) {
+        m_pTimeField[i] = NewZeroed(nCube);
+        m_pTimeMax[i] = NewZeroed(nCube);
+      }
+    }
+    if (m_bPML) {
+      for (int k = 0; k < 8; k++) {
+        m_pPmlCoefX[k] = NewZeroed(m_nPmlCountX);
+        m_pPmlCoefY[k] = NewZeroed(m_nPmlCountY);
+        m_pPmlCoefZ[k] = NewZeroed(m_nPmlCountZ);
+      }
+      const int nMem = GetPmlMemCount();
+      for (int k = 0; k < nMem; k++)
+        m_pPmlMem[k] = NewZeroed(GetPmlMemSize(k));
+    }
+  } catch (const std::bad_alloc&) {
+    u_Error("Error! Not enough memory. Please, try to increase spatial steps.\n");
+    return CALC_NO_MEMORY;
+  }
+
+  const int nLimit = m_pApp ? m_pApp->m_nMemoryLimit : 0;
+  if (nLimit > 0 && nLimit < (int)R) {
+    u_Error("Error! Required memory exceeds %d MB. Compuataion stops.\n", nLimit);
+    return CALC_MEMORY_LIMIT;
+  }
+  return 0;
+}
+
+int CCalc3D_OMP::FreeMemory(bool bModel, bool bWave, bool bSeismogram, bool bTimeField, bool bPlane) {
+  if (bModel) {
+    float** model[] = {&m_pK,       &m_pMu,  &m_pB,   &m_pQ,   &m_pAnisEps, &m_pAnisDelta, &m_pAnisGamma, &m_pAnisAlpha,
+                       &m_pAnisPhi, &m_pC11, &m_pC12, &m_pC13, &m_pC22,     &m_pC23,       &m_pC33,       &m_pC44,
+                       &m_pC55,     &m_pC66, &m_pC14, &m_pC15, &m_pC16,     &m_pC24,       &m_pC25,       &m_pC26,
+                       &m_pC34,     &m_pC35, &m_pC36, &m_pC45, &m_pC46,     &m_pC56,       &m_pVisco};
+    for (float** p : model)
+      FreeArray(*p);
+  }
+  if (bWave) {
+    float** wave[] = {&m_pVx, &m_pVy, &m_pVz, &m_pTxx, &m_pTyy, &m_pTzz, &m_pTxy, &m_pTxz, &m_pTyz, &m_pViscoG};
+    for (float** p : wave)
+      FreeArray(*p);
+    for (int k = 0; k < 8; k++) {
+      FreeArray(m_pPmlCoefX[k]);
+      FreeArray(m_pPmlCoefY[k]);
+      FreeArray(m_pPmlCoefZ[k]);
+    }
+    for (int k = 0; k < PML_MEM_COUNT; k++)
+      FreeArray(m_pPmlMem[k]);
+  }
+  if (bSeismogram) {
+    FreeArray(m_pSeisX);
+    FreeArray(m_pSeisY);
+    FreeArray(m_pSeisZ);
+    FreeArray(m_pSeisC);
+    FreeArray(m_pBigSeisRead);
+    m_fpBigSeis.reset();
+  }
+  if (bTimeField) {
+    for (int i = 0; i < 2; i++) {
+      FreeArray(m_pTimeField[i]);
+      FreeArray(m_pTimeMax[i]);
+    }
+  }
+  if (bPlane)
+    FreeArray(m_pPlane);
+  return 0;
+}
+
+int CCalc3D_OMP::LoadModel() {
+  const size_t m = GetCubeSize();
+  float* fields[] = {m_pVx, m_pVy, m_pVz, m_pTxx, m_pTyy, m_pTzz, m_pTxy, m_pTxz, m_pTyz};
+  for (float* p : fields)
+    ZeroArray(p, m);
+  ZeroArray(m_pViscoG, 6 * (size_t)std::max(m_nViscoL, 0) * m);
+
+  const size_t n = m_vRcvIdx.size();
+  const size_t nRows = m_fpBigSeis ? n : n * m_nSeisLen;
+  ZeroArray(m_pSeisX, nRows);
+  ZeroArray(m_pSeisY, nRows);
+  ZeroArray(m_pSeisZ, nRows);
+  ZeroArray(m_pSeisC, nRows);
+
+  if (m_bPML)
+    for (int k = 0; k < PML_MEM_COUNT; k++)
+      ZeroArray(m_pPmlMem[k], GetPmlMemSize(k));
+  return 0;
+}
+
+float* CCalc3D_OMP::GrabTimeField(int nType) {
+  if (nType < 0 || nType > 1)
+    return nullptr;
+  return m_pTimeField[nType];
+}
+
+float* CCalc3D_OMP::Grab3DSnapshot(CCubeN& box, C3DSizeN& size, char cComponent) {
+  const float* pA = nullptr;
+  const float* pB = nullptr;
+  const float* pC = nullptr;
+  float fFactor = 1.0f;
+  switch (cComponent) {
+  case '0': pA = m_pTxx; break;
+  case '1': pA = m_pTyy; break;
+  case '2': pA = m_pTzz; break;
+  case '3': pA = m_pTxy; break;
+  case '4': pA = m_pTxz; break;
+  case '5': pA = m_pTyz; break;
+  case 'C':
+    pA = m_pTxx;
+    if (GetMethod() != METHOD_ACOUSTIC) {
+      pB = m_pTyy;
+      pC = m_pTzz;
+      fFactor = 0.33333334f;
+      if (!pB || !pC)
+        pA = nullptr;
+    }
+    break;
+  case 'X':
+    pA = m_pVx;
+    fFactor = const_K_U;
+    break;
+  case 'Y':
+    pA = m_pVy;
+    fFactor = const_K_U;
+    break;
+  default:
+    pA = m_pVz;
+    fFactor = const_K_U;
+    break;
+  }
+  if (!pA || size.cx <= 0 || size.cy <= 0 || size.cz <= 0)
+    return nullptr;
+
+  const size_t sx = size.cx, sy = size.cy, sz = size.cz;
+  float* pOut = new (std::nothrow) float[sx * sy * sz];
+  if (!pOut) {
+    u_Error("Error! Unable to allocate temporary memory for 3D Snapshots.\n");
+    return nullptr;
+  }
+  const double rx = (double)(box.x1 - box.x0 + 1) / sx;
+  const double ry = (double)(box.y1 - box.y0 + 1) / sy;
+  const double rz = (double)(box.z1 - box.z0 + 1) / sz;
+  const size_t m = GetCubeSize();
+  const int nx = m_nNx, ny = m_nNy;
+
+#pragma omp parallel for schedule(static)
+  for (int k = 0; k < (int)sz; k++) {
+    const int z = (int)(k * rz + 0.5) + box.z0;
+    for (size_t j = 0; j < sy; j++) {
+      const int y = (int)(j * ry + 0.5) + box.y0;
+      float* pRow = pOut + (size_t)k * sx * sy + j * sx;
+      for (size_t i = 0; i < sx; i++) {
+        const int x = (int)(i * rx + 0.5) + box.x0;
+        const long long q = ((long long)z * ny + y) * nx + x;
+        if (q < 0 || (size_t)q >= m) {
+          pRow[i] = 0;
+        } else if (pB) {
+          pRow[i] = (pA[q] + pB[q] + pC[q]) * fFactor;
+        } else {
+          pRow[i] = pA[q] * fFactor;
+        }
+      }
+    }
+  }
+  return pOut;
+}
+
+float* CCalc3D_OMP::Grab2DSnapshot(char cPlane, char cComponent) {
+  const float* pA = nullptr;
+  const float* pB = nullptr;
+  const float* pC = nullptr;
+  float fFactor = const_K_U;
+  switch (cComponent) {
+  case 'X': pA = m_pVx; break;
+  case 'Y': pA = m_pVy; break;
+  case 'C':
+    pA = m_pTxx;
+    fFactor = 1.0f;
+    if (m_pTyy && m_pTzz) {
+      pB = m_pTyy;
+      pC = m_pTzz;
+      fFactor = 0.33333334f;
+    }
+    break;
+  default: pA = m_pVz; break;
+  }
+  if (!pA || !m_pPlane)
+    return nullptr;
+
+  const int s = (int)(m_fSnapYOffset / m_fH + 0.5);
+  const size_t nxy = (size_t)m_nNx * m_nNy;
+  auto value = [&](size_t q) { return pB ? (pA[q] + pB[q] + pC[q]) * fFactor : pA[q] * fFactor; };
+  if (cPlane == 'Y') {
+    int x = (int)((m_ptShot.x - m_cubeGrid.x0) / m_fH + 0.5) + s;
+    x = std::min(std::max(x, 0), m_nNx - 1);
+    for (int z = 0; z < m_nNz; z++)
+      for (int y = 0; y < m_nNy; y++)
+        m_pPlane[y + (size_t)m_nNy * z] = value(z * nxy + (size_t)y * m_nNx + x);
+  } else {
+    int y = (int)((m_ptShot.y - m_cubeGrid.y0) / m_fH + 0.5) + s;
+    y = std::min(std::max(y, 0), m_nNy - 1);
+    for (int z = 0; z < m_nNz; z++)
+      for (int x = 0; x < m_nNx; x++)
+        m_pPlane[x + (size_t)m_nNx * z] = value(z * nxy + (size_t)y * m_nNx + x);
+  }
+  return m_pPlane;
+}
+
+int CCalc3D_OMP::GetCalcPlane(int nField, int nZ0, int /*nZ1*/, float** ppData, bool /*bZero*/) {
+  float* pField = nullptr;
+  switch (nField) {
+  case FIELD_VX: pField = m_pVx; break;
+  case FIELD_VY: pField = m_pVy; break;
+  case FIELD_VZ: pField = m_pVz; break;
+  case FIELD_TZZ: pField = m_pTzz; break;
+  case FIELD_TXX: pField = m_pTxx; break;
+  case FIELD_TYY: pField = m_pTyy; break;
+  case FIELD_TXY: pField = m_pTxy; break;
+  case FIELD_TXZ: pField = m_pTxz; break;
+  case FIELD_TYZ: pField = m_pTyz; break;
+  default: break;
+  }
+  if (!pField) {
+    if (ppData)
+      *ppData = nullptr;
+    return CALC_NO_FIELD;
+  }
+  *ppData = pField + (size_t)m_nNx * m_nNy * nZ0;
+  return 0;
+}
+
+int CCalc3D_OMP::SetCalcPlane(int, int, int, float*) { return 0; }
+
+void CCalc3D_OMP::FreeCalcPlane(float**) {}
+
+int CCalc3D_OMP::StepNotBuilt(const char* szStep) {
+  u_Error("Error! %s is not available in the host backend for modelling method %d.\n", szStep, GetMethod());
+  return CALC_NO_FIELD;
+}
+
+int CCalc3D_OMP::PropagateElaWaveU(int, int, int, int, int, int) { return StepNotBuilt("The elastic velocity step"); }
+
+int CCalc3D_OMP::PropagateElaWaveTau(int, int, int, int, int, int) { return StepNotBuilt("The elastic stress step"); }
+
+int CCalc3D_OMP::PropagateOrtWaveTau(int, int, int, int, int, int) {
+  return StepNotBuilt("The orthorhombic stress step");
+}
+
+int CCalc3D_OMP::PropagateAniWaveTau(int, int, int, int, int, int) {
+  return StepNotBuilt("The anisotropic stress step");
+}

@@ -1,0 +1,78 @@
+// Host backend of the 3-D engine: all wavefields in host memory, the steps
+// run as OpenMP loops over z planes.
+#pragma once
+
+#include <cstdio>
+
+#include "Calc3D.h"
+#include "common.h"
+
+// Number of PML memory arrays over all methods, and per method.
+enum { PML_MEM_COUNT = 90, PML_MEM_ACOUSTIC = 12, PML_MEM_ELASTIC = 36 };
+
+class CCalc3D_OMP : public CCalc3D {
+public:
+  CCalc3D_OMP();
+  ~CCalc3D_OMP() override;
+
+  int AllocateMemory(bool bEstimate, bool bQuiet) override;
+  int AllocateMemorySeismogram() override;
+  int FreeMemory(bool bModel, bool bWave, bool bSeismogram, bool bTimeField, bool bPlane) override;
+  int LoadModel() override;
+  int ApplySignal(int nStep) override;
+  int PropagateAcoWaveU(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) override;
+  int PropagateAcoWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) override;
+  int PropagateElaWaveU(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) override;
+  int PropagateElaWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) override;
+  int PropagateOrtWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) override;
+  int PropagateAniWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) override;
+  int PropagateTimeField() override;
+  int RecordSeismogram() override;
+  float* GrabShotgather(char cComponent) override;
+  float* Grab2DSnapshot(char cPlane, char cComponent) override;
+  float* Grab3DSnapshot(CCubeN& box, C3DSizeN& size, char cComponent) override;
+  float* GrabTimeField(int nType) override;
+  int GetCalcPlane(int nField, int nZ0, int nZ1, float** ppData, bool bZero) override;
+  int SetCalcPlane(int nField, int nZ0, int nZ1, float* pData) override;
+  void FreeCalcPlane(float** ppData) override;
+
+  // Number of PML memory arrays the method in force uses.
+  int GetPmlMemCount() const;
+  // Points of the slab that memory array k lives on (its derivative's axis).
+  size_t GetPmlMemSize(int k) const;
+  // Sets m_nPmlCountX/Y/Z from the grid (0 without PML).
+  void SetPmlCounts();
+
+  // Step implementations without the split into interior and border loops:
+  // every point takes the general path. Slow; kept as the reference of the
+  // fast loops.
+  int PropagateAcoWaveUGeneric(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
+  int PropagateAcoWaveTauGeneric(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
+
+  // Wavefields. In the acoustic method m_pTxx is the pressure.
+  float* m_pVx = nullptr;
+  float* m_pVy = nullptr;
+  float* m_pVz = nullptr;
+  float* m_pTxx = nullptr;
+  float* m_pTyy = nullptr;
+  float* m_pTzz = nullptr;
+  float* m_pTxy = nullptr;
+  float* m_pTxz = nullptr;
+  float* m_pTyz = nullptr;
+  // Gather rows, receiver r of row s at [s * n + r].
+  float* m_pSeisX = nullptr;
+  float* m_pSeisY = nullptr;
+  float* m_pSeisZ = nullptr;
+  float* m_pSeisC = nullptr;
+  float* m_pViscoG = nullptr;
+  float* m_pTimeField[2] = {nullptr, nullptr};
+  float* m_pTimeMax[2] = {nullptr, nullptr};
+  float* m_pPmlMem[PML_MEM_COUNT] = {nullptr};
+  // Spill file of the gather when rows are written out as they come.
+  shared_ptr1<FILE> m_fpBigSeis;
+  // Transposing read buffer of GrabShotgather in spill-file mode.
+  float* m_pBigSeisRead = nullptr;
+
+private:
+  int StepNotBuilt(const char* szStep);
+};
