@@ -21,7 +21,7 @@ enum {
 };
 
 class CKelvoApp {
- public:
+public:
   CKelvoApp();
   ~CKelvoApp();
   CKelvoApp(const CKelvoApp&) = delete;
@@ -29,29 +29,28 @@ class CKelvoApp {
 
   int m_nMethod = METHOD_ACOUSTIC;
   CSurvey3D m_Survey;
-  CCalc3D* m_pCalc3D = nullptr;  // owned
-  CCalc1D* m_pCalc1D = nullptr;  // owned
-  int m_nFirstPoint = 0;         // first shot of the run
-  int m_nCurPoint = 0;           // shot at which work starts (moved by a recovery)
-  int m_nLastPoint = 0;          // last shot of the run
+  CCalc3D* m_pCalc3D = nullptr; // owned
+  CCalc1D* m_pCalc1D = nullptr; // owned
+  int m_nFirstPoint = 0;        // first shot of the run
+  int m_nCurPoint = 0;          // shot at which work starts (moved by a recovery)
+  int m_nLastPoint = 0;         // last shot of the run
   bool m_bUseShotId = false;
   bool m_bShotsDefinedByCoordinates = false;
-  CString m_strOutputDir;  // ends in '/' when not empty
+  CString m_strOutputDir; // ends in '/' when not empty
   CString m_strModelPW;
   CString m_strModelSW;
   CString m_strModelD;
   CString m_strModelQ;
   CString m_strGeometry;
   CString m_strAnisEpsilon, m_strAnisDelta, m_strAnisGamma, m_strAnisPhi, m_strAnisAzimuth;
-  float m_fAnisEpsilon = 0, m_fAnisDelta = 0, m_fAnisGamma = 0, m_fAnisPhi = 0,
-        m_fAnisAzimuth = 0;
+  float m_fAnisEpsilon = 0, m_fAnisDelta = 0, m_fAnisGamma = 0, m_fAnisPhi = 0, m_fAnisAzimuth = 0;
   bool m_bModelUseElevation = false;
-  double m_t0 = 0, m_dt = 0, m_t1 = 0;  // recording window of the gathers, seconds
+  double m_t0 = 0, m_dt = 0, m_t1 = 0; // recording window of the gathers, seconds
   int m_nSmoothModel = 2;
   int m_nThreads = 0;
   int m_nCPUs = 0;
-  double m_fMemAvailable = 0;  // MB on this node, from a memory probe
-  double m_fMemRequired = 0;   // MB for the probed shot
+  double m_fMemAvailable = 0; // MB on this node, from a memory probe
+  double m_fMemRequired = 0;  // MB for the probed shot
   bool m_bUseCUDA = false;
   int m_nGPUCount = 0;
   int m_nDevice = 0;
@@ -93,7 +92,7 @@ class CKelvoApp {
   // Deletes the calculation objects.
   void DestroyCalc();
 
- private:
+private:
   int ReadTaskLines(std::vector<CString>& lines);
 };
 

@@ -19,16 +19,11 @@ int task_read_lines(const char* szFile, std::vector<CString>& lines);
 // Result 0: found (the line is erased); 1: the section exists but the key is
 // not in its first block; 2: no such section. When not found, a note is
 // printed and the output parameter is left unchanged.
-int get_parameter_string(std::vector<CString>& lines, const char* section, const char* key,
-                         char* buffer, int size);
-int get_parameter_int(std::vector<CString>& lines, const char* section, const char* key,
-                      int* value);
-int get_parameter_bool(std::vector<CString>& lines, const char* section, const char* key,
-                       bool* value);
-int get_parameter_double(std::vector<CString>& lines, const char* section, const char* key,
-                         double* value);
-int get_parameter_float(std::vector<CString>& lines, const char* section, const char* key,
-                        float* value);
+int get_parameter_string(std::vector<CString>& lines, const char* section, const char* key, char* buffer, int size);
+int get_parameter_int(std::vector<CString>& lines, const char* section, const char* key, int* value);
+int get_parameter_bool(std::vector<CString>& lines, const char* section, const char* key, bool* value);
+int get_parameter_double(std::vector<CString>& lines, const char* section, const char* key, double* value);
+int get_parameter_float(std::vector<CString>& lines, const char* section, const char* key, float* value);
 
 // Reports the lines left in `lines` as redundant: a warning each, or an
 // error each when `bParanoid`. Returns the number of such key lines.
