@@ -38,7 +38,8 @@ CSdsPC::~CSdsPC() { Reset(); }
 void CSdsPC::Reset() {
   delete[] m_pSR;
   m_pSR = nullptr;
-  if (m_fp) fclose(m_fp);
+  if (m_fp)
+    fclose(m_fp);
   m_fp = nullptr;
   m_szFileName[0] = 0;
   m_bInfoSaved = 0;
@@ -65,21 +66,25 @@ void CSdsPC::Reset() {
 }
 
 char CSdsPC::ComponentLetter(int nIndex) {
-  if (nIndex < 1 || nIndex > 14) return '?';
+  if (nIndex < 1 || nIndex > 14)
+    return '?';
   return COMPONENT_ALPHABET[nIndex - 1];
 }
 
 int CSdsPC::ComponentIndex(char c) {
   for (int i = 0; i < 14; i++)
-    if (COMPONENT_ALPHABET[i] == c) return i + 1;
+    if (COMPONENT_ALPHABET[i] == c)
+      return i + 1;
   return 0;
 }
 
 bool CSdsPC::GetTypeFromFileName(const char* name, TYPEFILE& type) {
   type = ZPL;
-  if (!name) return false;
+  if (!name)
+    return false;
   size_t n = strlen(name);
-  if (n < 5) return false;
+  if (n < 5)
+    return false;
   const char* ext = name + n - 4;
   if (!strcasecmp(ext, ".rec") || !strcasecmp(ext, ".sec")) {
     type = REC;
@@ -107,13 +112,16 @@ void CSdsPC::GetTraceParam(double* p) {
 }
 
 bool CSdsPC::Set_pSR(int nTrace, SDS_TRACEINFO* pOut) {
-  if (!m_pSR || !m_fp) return false;
-  if (pOut) *pOut = m_pSR[nTrace];
+  if (!m_pSR || !m_fp)
+    return false;
+  if (pOut)
+    *pOut = m_pSR[nTrace];
   return true;
 }
 
 bool CSdsPC::GetCoord(int nTrace, C3DPointR& src, C3DPointR& rec) {
-  if (!m_pSR || nTrace < 0 || nTrace >= m_nTraceCount) return false;
+  if (!m_pSR || nTrace < 0 || nTrace >= m_nTraceCount)
+    return false;
   const SDS_TRACEINFO& r = m_pSR[nTrace];
   src = C3DPointR(r.m_fXs, r.m_fYs, r.m_fZs);
   rec = C3DPointR(r.m_fXr, r.m_fYr, r.m_fZr);
@@ -121,32 +129,38 @@ bool CSdsPC::GetCoord(int nTrace, C3DPointR& src, C3DPointR& rec) {
 }
 
 CPointR CSdsPC::GetSrc(int nTrace) {
-  if (!m_pSR || nTrace < 0 || nTrace >= m_nTraceCount) return CPointR(0, 0);
+  if (!m_pSR || nTrace < 0 || nTrace >= m_nTraceCount)
+    return CPointR(0, 0);
   return CPointR(m_pSR[nTrace].m_fXs, m_pSR[nTrace].m_fYs);
 }
 
 CPointR CSdsPC::GetRec(int nTrace) {
-  if (!m_pSR || nTrace < 0 || nTrace >= m_nTraceCount) return CPointR(0, 0);
+  if (!m_pSR || nTrace < 0 || nTrace >= m_nTraceCount)
+    return CPointR(0, 0);
   return CPointR(m_pSR[nTrace].m_fXr, m_pSR[nTrace].m_fYr);
 }
 
 // A trace belongs to source src when src is unset or the trace's source lies
 // within one unit of it (strict in X, inclusive in Y).
 static bool belongs_to_source(const SDS_TRACEINFO& r, const CPointR& src) {
-  if (src.x == UNSET_VALUE || src.y == UNSET_VALUE) return true;
+  if (src.x == UNSET_VALUE || src.y == UNSET_VALUE)
+    return true;
   return std::fabs(src.x - r.m_fXs) < 1.0 && std::fabs(src.y - r.m_fYs) <= 1.0;
 }
 
 static void widen(double& lo, double& hi, double v) {
-  if (lo == UNSET_VALUE || v < lo) lo = v;
-  if (hi == UNSET_VALUE || v > hi) hi = v;
+  if (lo == UNSET_VALUE || v < lo)
+    lo = v;
+  if (hi == UNSET_VALUE || v > hi)
+    hi = v;
 }
 
 CRectR CSdsPC::GetXYRect(int bReceiversOnly, CPointR src) {
   CRectR rc;
   for (int i = 0; m_pSR && i < m_nTraceCount; i++) {
     const SDS_TRACEINFO& r = m_pSR[i];
-    if (!belongs_to_source(r, src)) continue;
+    if (!belongs_to_source(r, src))
+      continue;
     widen(rc.x0, rc.x1, r.m_fXr);
     widen(rc.y0, rc.y1, r.m_fYr);
     if (!bReceiversOnly) {
@@ -155,7 +169,8 @@ CRectR CSdsPC::GetXYRect(int bReceiversOnly, CPointR src) {
     }
   }
   bool bReal = src.x != UNSET_VALUE && src.y != UNSET_VALUE;
-  if (rc.IsEmpty() && bReal) return GetXYRect(bReceiversOnly, CPointR(UNSET_VALUE, UNSET_VALUE));
+  if (rc.IsEmpty() && bReal)
+    return GetXYRect(bReceiversOnly, CPointR(UNSET_VALUE, UNSET_VALUE));
   return rc;
 }
 
@@ -166,32 +181,40 @@ C3DSizeN CSdsPC::GetXYSize(CPointR src) {
   const SDS_TRACEINFO* pPrev = nullptr;
   for (int i = 0; m_pSR && i < m_nTraceCount - 1; i++) {
     const SDS_TRACEINFO& r = m_pSR[i];
-    if (!belongs_to_source(r, src)) continue;
+    if (!belongs_to_source(r, src))
+      continue;
     nKept++;
     if (pPrev) {
       double dX = std::fabs((double)r.m_fXr - pPrev->m_fXr);
       double dY = std::fabs((double)r.m_fYr - pPrev->m_fYr);
-      if (dX > 1.0 && (stepX == 0.0 || dX < stepX)) stepX = dX;
-      if (dY > 1.0 && (stepY == 0.0 || dY < stepY)) stepY = dY;
+      if (dX > 1.0 && (stepX == 0.0 || dX < stepX))
+        stepX = dX;
+      if (dY > 1.0 && (stepY == 0.0 || dY < stepY))
+        stepY = dY;
     }
     pPrev = &r;
   }
   int nx = 1, ny = 1;
-  if (stepX > 0.0 && !rc.IsEmpty()) nx = (int)((rc.x1 - rc.x0) / stepX + 1.1);
-  if (stepY > 0.0 && !rc.IsEmpty()) ny = (int)((rc.y1 - rc.y0) / stepY + 1.1);
+  if (stepX > 0.0 && !rc.IsEmpty())
+    nx = (int)((rc.x1 - rc.x0) / stepX + 1.1);
+  if (stepY > 0.0 && !rc.IsEmpty())
+    ny = (int)((rc.y1 - rc.y0) / stepY + 1.1);
   int n = nx * ny;
   if (n < nKept / 2) {
     // Irregular sampling: the smallest step underestimated the grid.
     if (nx < 2) {
       nx = nKept / ny;
-      if (nx < 1) nx = 1;
+      if (nx < 1)
+        nx = 1;
     } else {
       ny = nKept / nx;
-      if (ny < 1) ny = 1;
+      if (ny < 1)
+        ny = 1;
     }
   }
   bool bReal = src.x != UNSET_VALUE && src.y != UNSET_VALUE;
-  if (nKept < 4 && bReal) return GetXYSize(CPointR(UNSET_VALUE, UNSET_VALUE));
+  if (nKept < 4 && bReal)
+    return GetXYSize(CPointR(UNSET_VALUE, UNSET_VALUE));
   return C3DSizeN(nx, ny, n);
 }
 
@@ -208,37 +231,47 @@ static double header_field(const unsigned char* h, const SDS_INFOROW& row) {
 }
 
 static bool row_usable(const SDS_INFOROW& row, int nHeaderBytes) {
-  if (row.m_nType == -1 || !(row.m_rValue > 0)) return false;
+  if (row.m_nType == -1 || !(row.m_rValue > 0))
+    return false;
   int width = row.m_nType == 0 ? 2 : 4;
   return (int)row.m_rValue - 1 + width <= nHeaderBytes;
 }
 
 static double scaler_factor(double v) {
-  if (v >= 2) return v;
-  if (v <= -2) return 1.0 / std::fabs(v);
+  if (v >= 2)
+    return v;
+  if (v <= -2)
+    return 1.0 / std::fabs(v);
   return 1.0;
 }
 
 bool CSdsPC::SetTraceInfo(SDS_TRACEINFO& info, const unsigned char* header, PARTITITION_INFO* /*pPart*/) {
   const int nBytes = m_Type == SGY ? 240 : 80;
   double rH = 1.0, rV = 1.0;
-  if (row_usable(m_arInfo[INFO_COORSCALER], nBytes)) rH = scaler_factor(header_field(header, m_arInfo[INFO_COORSCALER]));
-  if (row_usable(m_arInfo[INFO_ELEVSCALER], nBytes)) rV = scaler_factor(header_field(header, m_arInfo[INFO_ELEVSCALER]));
+  if (row_usable(m_arInfo[INFO_COORSCALER], nBytes))
+    rH = scaler_factor(header_field(header, m_arInfo[INFO_COORSCALER]));
+  if (row_usable(m_arInfo[INFO_ELEVSCALER], nBytes))
+    rV = scaler_factor(header_field(header, m_arInfo[INFO_ELEVSCALER]));
   if (m_arInfo[INFO_KMCRD].m_nType != -1 && m_arInfo[INFO_KMCRD].m_rValue > 0) {
     rH *= m_arInfo[INFO_KMCRD].m_rValue;
     rV *= m_arInfo[INFO_KMCRD].m_rValue;
   }
   float* pH[4] = {&info.m_fXs, &info.m_fYs, &info.m_fXr, &info.m_fYr};
   for (int row = INFO_SHOTX; row <= INFO_RECVY; row++)
-    if (row_usable(m_arInfo[row], nBytes)) *pH[row] = (float)(header_field(header, m_arInfo[row]) * rH);
-  if (row_usable(m_arInfo[INFO_SHOTZ], nBytes)) info.m_fZs = (float)(header_field(header, m_arInfo[INFO_SHOTZ]) * rV);
-  if (row_usable(m_arInfo[INFO_RECVZ], nBytes)) info.m_fZr = (float)(header_field(header, m_arInfo[INFO_RECVZ]) * rV);
-  if (row_usable(m_arInfo[INFO_PART], nBytes)) info.m_nPart = (int32_t)header_field(header, m_arInfo[INFO_PART]);
+    if (row_usable(m_arInfo[row], nBytes))
+      *pH[row] = (float)(header_field(header, m_arInfo[row]) * rH);
+  if (row_usable(m_arInfo[INFO_SHOTZ], nBytes))
+    info.m_fZs = (float)(header_field(header, m_arInfo[INFO_SHOTZ]) * rV);
+  if (row_usable(m_arInfo[INFO_RECVZ], nBytes))
+    info.m_fZr = (float)(header_field(header, m_arInfo[INFO_RECVZ]) * rV);
+  if (row_usable(m_arInfo[INFO_PART], nBytes))
+    info.m_nPart = (int32_t)header_field(header, m_arInfo[INFO_PART]);
   return true;
 }
 
 void CSdsPC::Rotate() {
-  if (!bRotate && nGridStep < 2) return;
+  if (!bRotate && nGridStep < 2)
+    return;
   u_Print("Rotate started: bRotate=%d, nGridStep=%d.", (int)bRotate, nGridStep);
   if (bRotate) {
     if (!m_pSR) {
@@ -269,7 +302,8 @@ void CSdsPC::Rotate() {
     for (int i = 0; i < m_nTraceCount; i++) {
       SDS_TRACEINFO& r = m_pSR[i];
       float* p[4] = {&r.m_fXs, &r.m_fXr, &r.m_fYs, &r.m_fYr};
-      for (float* q : p) *q = (float)(std::floor(*q / s + 0.5) * s);
+      for (float* q : p)
+        *q = (float)(std::floor(*q / s + 0.5) * s);
     }
     u_Print("Rotate: coordinates have been fitted to the regular grid nodes (with step=%d).", nGridStep);
   }
@@ -278,10 +312,12 @@ void CSdsPC::Rotate() {
 // Unit vector of the local frame for the writers' inverse turn; false when
 // no rotation applies.
 bool CSdsPC::InverseRotation(double& u, double& v) const {
-  if (!bRotate) return false;
+  if (!bRotate)
+    return false;
   double ax = rXx0 - rX00, ay = rYx0 - rY00;
   double d = std::sqrt(ax * ax + ay * ay);
-  if (d < 0.001) return false;
+  if (d < 0.001)
+    return false;
   u = ax / d;
   v = ay / d;
   return true;
@@ -290,12 +326,15 @@ bool CSdsPC::InverseRotation(double& u, double& v) const {
 static const int64_t LARGE_FILE_POS = 2000000000LL;
 
 bool CSdsPC::SeekTo(FILE* fp, int64_t nPos) {
-  if (!fp || nPos < 0) return false;
-  if (m_nFileLen < LARGE_FILE_POS && nPos < LARGE_FILE_POS && !m_bLargeFile) return fseek(fp, (long)(int)nPos, SEEK_SET) == 0;
+  if (!fp || nPos < 0)
+    return false;
+  if (m_nFileLen < LARGE_FILE_POS && nPos < LARGE_FILE_POS && !m_bLargeFile)
+    return fseek(fp, (long)(int)nPos, SEEK_SET) == 0;
   return fseeko(fp, (off_t)nPos, SEEK_SET) == 0;
 }
 
 int64_t CSdsPC::TellPos(FILE* fp) {
-  if (!fp) return -1;
+  if (!fp)
+    return -1;
   return (int64_t)ftello(fp);
 }

@@ -51,14 +51,14 @@ enum SDS_INFOROWID {
 
 // One record per trace; 44 bytes, stored as it stands in cache files.
 struct SDS_TRACEINFO {
-  float m_fXs;  // source X
-  float m_fXr;  // receiver X
-  float m_fYs;  // source Y
-  float m_fYr;  // receiver Y
-  float m_fZs;  // source Z (down)
-  float m_fZr;  // receiver Z (down)
+  float m_fXs; // source X
+  float m_fXr; // receiver X
+  float m_fYs; // source Y
+  float m_fYr; // receiver Y
+  float m_fZs; // source Z (down)
+  float m_fZr; // receiver Z (down)
   int32_t m_nPart;
-  int64_t m_nPos;  // byte offset of the trace header in the file
+  int64_t m_nPos; // byte offset of the trace header in the file
   int32_t m_nPartNo;
   int32_t m_nTraceNo;
 };
@@ -74,8 +74,7 @@ struct SDS_INFOROW {
 // Raw header bytes with typed access at a 0-based byte offset. The typed
 // accessors read and write in the machine's byte order; whether the bytes
 // are in file order depends on who filled them (see GetTraceHeader).
-template <int N>
-struct SGY_RAWHEADER {
+template <int N> struct SGY_RAWHEADER {
   unsigned char m_buf[N];
 
   int32_t GetInt32(int nOffset) const {
@@ -115,7 +114,7 @@ struct PARTITITION_INFO {};
 struct SDS_TRACEINFO_ALL {};
 
 class CSdsPC {
- public:
+public:
   CSdsPC();
   ~CSdsPC();
   CSdsPC(const CSdsPC&) = delete;
@@ -166,9 +165,9 @@ class CSdsPC {
   static std::vector<CString> arPathSubst;
 
   // The component alphabet: index 1..14 -> letter; anything else is '?'.
-  static const char* COMPONENT_ALPHABET;  // "PQRZXCSTVDELFN"
+  static const char* COMPONENT_ALPHABET; // "PQRZXCSTVDELFN"
   static char ComponentLetter(int nIndex);
-  static int ComponentIndex(char c);  // 0 when not in the alphabet
+  static int ComponentIndex(char c); // 0 when not in the alphabet
 
   // ---- type detection and state ----
   static bool GetTypeFromFileName(const char* name, TYPEFILE& type);
@@ -209,8 +208,7 @@ class CSdsPC {
   bool OnOpen(const char* name, int bWrite = 0, int bDepth = 0, int nReserved = 0, int nLift = 0);
   bool GetTrace(int nTrace, float* out, int n);
   bool GetTrace(int nTrace, float* out, double* axis, float* scratch, float fThreshold);
-  bool Get3D_buf(C3DSizeN size, CCubeR cube, float* buf, SDS_TRACEINFO_ALL* pAll, int nReserved,
-                 float fThreshold);
+  bool Get3D_buf(C3DSizeN size, CCubeR cube, float* buf, SDS_TRACEINFO_ALL* pAll, int nReserved, float fThreshold);
   bool Get3D_buf(C3DSizeN size, CCubeR cube, float* buf, float fThreshold) {
     return Get3D_buf(size, cube, buf, nullptr, 0, fThreshold);
   }
@@ -218,8 +216,8 @@ class CSdsPC {
   // ---- writing ----
   bool OnSave(const char* name, float* pData, const CRectR& rect, const CSizeN& size, int nReserved1 = 0,
               int nReserved2 = 0, bool bAlongY = false, SDS_TRACEINFO* pInfo = nullptr, DATAUNIT unit = DU_SAME);
-  bool OnSaveModel(const char* name, float* pP, float* pQ, float* pR, CRectR rect, CSizeN size,
-                   SDS_TRACEINFO* pInfo, const char* szComps, DATAUNIT unit, float* pS = nullptr);
+  bool OnSaveModel(const char* name, float* pP, float* pQ, float* pR, CRectR rect, CSizeN size, SDS_TRACEINFO* pInfo,
+                   const char* szComps, DATAUNIT unit, float* pS = nullptr);
   bool Create3D_file(const char* name, C3DSizeN size, CCubeR cube, float fReserved, DATAUNIT unit, int nReserved,
                      C3DPointR* pSource);
   void SetTrace(int nTrace, float* data, int n);
@@ -233,7 +231,7 @@ class CSdsPC {
   bool SeekTo(FILE* fp, int64_t nPos);
   int64_t TellPos(FILE* fp);
 
- private:
+private:
   bool ScanSGY(CString& strError);
   void LateralStatistics();
   void ApplyLift(int nLift);

@@ -47,38 +47,54 @@ struct SInfKey {
   int nRow;
   int nAux;
 };
-static const SInfKey s_infKeys[] = {
-    {"ShotX=", INFO_SHOTX, 0},       {"RecvX=", INFO_RECVX, 0},       {"ShotY=", INFO_SHOTY, 0},
-    {"RecvY=", INFO_RECVY, 0},       {"ShotZ=", INFO_SHOTZ, 0},       {"RecvZ=", INFO_RECVZ, 0},
-    {"CoorScaler=", INFO_COORSCALER, 0}, {"ElevScaler=", INFO_ELEVSCALER, 0}, {"Part0=", INFO_PART, 0},
-    {"Part1=", INFO_PART, 1},        {"kmTrs=", INFO_KMTRS, 0},       {"kmCrd=", INFO_KMCRD, 0},
-    {"zUnit=", INFO_ZUNIT, 0},       {"nType=", INFO_NTYPE, 0},       {"nComp=", INFO_NCOMP, 0},
-    {"kmVal=", INFO_KMVAL, 0}};
+static const SInfKey s_infKeys[] = {{"ShotX=", INFO_SHOTX, 0},
+                                    {"RecvX=", INFO_RECVX, 0},
+                                    {"ShotY=", INFO_SHOTY, 0},
+                                    {"RecvY=", INFO_RECVY, 0},
+                                    {"ShotZ=", INFO_SHOTZ, 0},
+                                    {"RecvZ=", INFO_RECVZ, 0},
+                                    {"CoorScaler=", INFO_COORSCALER, 0},
+                                    {"ElevScaler=", INFO_ELEVSCALER, 0},
+                                    {"Part0=", INFO_PART, 0},
+                                    {"Part1=", INFO_PART, 1},
+                                    {"kmTrs=", INFO_KMTRS, 0},
+                                    {"kmCrd=", INFO_KMCRD, 0},
+                                    {"zUnit=", INFO_ZUNIT, 0},
+                                    {"nType=", INFO_NTYPE, 0},
+                                    {"nComp=", INFO_NCOMP, 0},
+                                    {"kmVal=", INFO_KMVAL, 0}};
 
 // Rows holding a header position take "type,position"; the others a number.
-static bool is_position_row(int nRow) { return nRow <= INFO_PART || nRow == INFO_COORSCALER || nRow == INFO_ELEVSCALER; }
+static bool is_position_row(int nRow) {
+  return nRow <= INFO_PART || nRow == INFO_COORSCALER || nRow == INFO_ELEVSCALER;
+}
 
 static void apply_inf_line(SDS_INFOROW* rows, char* line) {
   char* semi = strchr(line, ';');
-  if (semi) *semi = 0;
-  if (strlen(line) <= 6) return;
+  if (semi)
+    *semi = 0;
+  if (strlen(line) <= 6)
+    return;
   const SInfKey* key = nullptr;
   for (const SInfKey& k : s_infKeys)
     if (!strncmp(line, k.szKey, strlen(k.szKey))) {
       key = &k;
       break;
     }
-  if (!key) return;
+  if (!key)
+    return;
   const char* value = line + strlen(key->szKey);
   SDS_INFOROW& row = rows[key->nRow];
   if (!is_position_row(key->nRow)) {
     double v = atof(value);
-    if (v > 0) set_row(row, 0, v);
+    if (v > 0)
+      set_row(row, 0, v);
     return;
   }
   const char* comma = strchr(value, ',');
   if (!comma) {
-    if (!strncmp(value, "nouse", 5)) set_row(row, -1, -1);
+    if (!strncmp(value, "nouse", 5))
+      set_row(row, -1, -1);
     return;
   }
   std::string strType(value, comma - value);
@@ -90,7 +106,8 @@ static void apply_inf_line(SDS_INFOROW* rows, char* line) {
   else
     return;
   double pos = atof(comma + 1);
-  if (pos <= 0) return;
+  if (pos <= 0)
+    return;
   set_row(row, nType, pos);
   row.m_nAux = (int16_t)key->nAux;
 }
@@ -100,14 +117,16 @@ void CSdsPC::GetInfoTraceFromFile(const char* szFile) {
   char szName[4100];
   snprintf(szName, sizeof(szName), "%.4090s.inf", szFile);
   FILE* fp = fopen(szName, "rt");
-  if (!fp) return;
+  if (!fp)
+    return;
   char line[100];
-  while (fgets(line, sizeof(line), fp)) apply_inf_line(m_arInfo, line);
+  while (fgets(line, sizeof(line), fp))
+    apply_inf_line(m_arInfo, line);
   fclose(fp);
 }
 
 bool CSdsPC::GetInfoHeaderFromFile(const char* /*szFile*/, int /*nReserved*/) {
-  return false;  // no cache: the caller scans the file
+  return false; // no cache: the caller scans the file
 }
 
 bool CSdsPC::SetInfoHeaderFromFile(const char* /*szFile*/, int nWrite) {

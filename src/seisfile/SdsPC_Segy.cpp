@@ -6,29 +6,26 @@
 #include "SgyCodec.h"
 
 // Programming errors of callers stop the process with the condition named.
-#define SDS_ASSERT(cond)                                                              \
-  do {                                                                                \
-    if (!(cond)) {                                                                    \
-      u_Error("Assertion failed: %s, file %s, line %d\n", #cond, "SdsPC", __LINE__); \
-      abort();                                                                        \
-    }                                                                                 \
+#define SDS_ASSERT(cond)                                                                                               \
+  do {                                                                                                                 \
+    if (!(cond)) {                                                                                                     \
+      u_Error("Assertion failed: %s, file %s, line %d\n", #cond, "SdsPC", __LINE__);                                   \
+      abort();                                                                                                         \
+    }                                                                                                                  \
   } while (0)
 
-static const int s_traceSwap32[] = {0, 4, 8, 12, 16, 20, 24, 36, 40, 44, 48, 52, 56, 60, 64, 72, 76, 80, 84, 180, 184, 188, 192};
+static const int s_traceSwap32[] = {0,  4,  8,  12, 16, 20, 24, 36,  40,  44,  48, 52,
+                                    56, 60, 64, 72, 76, 80, 84, 180, 184, 188, 192};
 static const int s_traceSwap16[] = {28, 32, 34, 68, 70, 88, 102, 114, 116};
 static const int s_fileSwap32[] = {3200, 3204, 3208, 3592};
 static const int s_fileSwap16[] = {3212, 3214, 3216, 3218, 3220, 3222, 3224, 3226, 3254, 3590, 3596, 3598};
 
 static const char* unit_text(DATAUNIT unit) {
   switch (unit) {
-    case DU_SEC:
-      return "sec";
-    case DU_MSEC:
-      return "msec";
-    case DU_M:
-      return CSdsPC::bFOOT ? "foot" : "m";
-    default:
-      return " ";
+  case DU_SEC: return "sec";
+  case DU_MSEC: return "msec";
+  case DU_M: return CSdsPC::bFOOT ? "foot" : "m";
+  default: return " ";
   }
 }
 
@@ -48,7 +45,8 @@ static int interval_field(double dt, DATAUNIT unit, double& d) {
 }
 
 static int samples_field(const double* param) {
-  if (!(param[2] > 0)) return 0;
+  if (!(param[2] > 0))
+    return 0;
   return (int)((param[1] - param[0]) / param[2] + 1.5);
 }
 
@@ -62,31 +60,27 @@ SGY_FILEHEADER CSdsPC::CreateSGYHeaderFile(int nTraces, double* param, DATAUNIT 
   char line[512];
   for (int i = 1; i <= 40; i++) {
     switch (i) {
-      case 1:
-        snprintf(line, sizeof(line), "C 1 %-76s", "__ Quarzine Technologies Inc. __");
-        break;
-      case 2:
-        snprintf(line, sizeof(line), "C 2 %-76s", bDepth ? "__ SEGY in Depth Format __" : "__ SEGY in Time Format __");
-        break;
-      case 3:
-        snprintf(line, sizeof(line), "C 3 %30s%10.2f%-36s", bDepth ? "__ Start Depth:" : "__ Start Time:", param[0], szUnit);
-        break;
-      case 4:
-        snprintf(line, sizeof(line), "C 4 %30s%10.2f%-36s", bDepth ? "__ Stop Depth:" : "__ Stop Time:", param[1], szUnit);
-        break;
-      case 5:
-        snprintf(line, sizeof(line), "C 5 %30s%10.2f%-36s", "__ Sampling Step:", param[2], szUnit);
-        break;
-      case 6:
-        snprintf(line, sizeof(line), "C 6 %-30s%-46s", "__ Format:", s_formats[((nFormat % 3) + 3) % 3]);
-        break;
-      default:
-        snprintf(line, sizeof(line), "C%2d %-76s", i, "");
+    case 1: snprintf(line, sizeof(line), "C 1 %-76s", "__ Quarzine Technologies Inc. __"); break;
+    case 2:
+      snprintf(line, sizeof(line), "C 2 %-76s", bDepth ? "__ SEGY in Depth Format __" : "__ SEGY in Time Format __");
+      break;
+    case 3:
+      snprintf(line, sizeof(line), "C 3 %30s%10.2f%-36s", bDepth ? "__ Start Depth:" : "__ Start Time:", param[0],
+               szUnit);
+      break;
+    case 4:
+      snprintf(line, sizeof(line), "C 4 %30s%10.2f%-36s", bDepth ? "__ Stop Depth:" : "__ Stop Time:", param[1],
+               szUnit);
+      break;
+    case 5: snprintf(line, sizeof(line), "C 5 %30s%10.2f%-36s", "__ Sampling Step:", param[2], szUnit); break;
+    case 6: snprintf(line, sizeof(line), "C 6 %-30s%-46s", "__ Format:", s_formats[((nFormat % 3) + 3) % 3]); break;
+    default: snprintf(line, sizeof(line), "C%2d %-76s", i, "");
     }
     size_t n = strlen(line);
     memcpy(h.m_buf + (i - 1) * 80, line, n < 80 ? n : 80);
   }
-  for (int i = 0; i < 3200; i++) h.m_buf[i] = sgy_ascii_to_ebcdic(h.m_buf[i]);
+  for (int i = 0; i < 3200; i++)
+    h.m_buf[i] = sgy_ascii_to_ebcdic(h.m_buf[i]);
 
   double d;
   int nInterval = interval_field(param[2], unit, d);
@@ -106,8 +100,10 @@ SGY_FILEHEADER CSdsPC::CreateSGYHeaderFile(int nTraces, double* param, DATAUNIT 
   h.SetFloat(3592, VALUE_SCALE_SAVE);
   h.SetInt16(3596, (int16_t)(unit == DU_MSEC ? 1 : unit == DU_M ? 2 : 0));
   h.SetInt16(3598, (int16_t)(int)(param[0] / d));
-  for (int off : s_fileSwap32) sgy_swap32(h.m_buf + off);
-  for (int off : s_fileSwap16) sgy_swap16(h.m_buf + off);
+  for (int off : s_fileSwap32)
+    sgy_swap32(h.m_buf + off);
+  for (int off : s_fileSwap16)
+    sgy_swap16(h.m_buf + off);
   return h;
 }
 
@@ -171,56 +167,68 @@ int CSdsPC::ProverkaHederaSEGY(SGY_FILEHEADER* h, int& nSwap) {
   bool bBig = (f < 1 || f > 7) || ns < 0;
   nSwap = bBig ? 1 : 0;
   if (bBig) {
-    for (int off : s_fileSwap32) sgy_swap32(h->m_buf + off);
-    for (int off : s_fileSwap16) sgy_swap16(h->m_buf + off);
+    for (int off : s_fileSwap32)
+      sgy_swap32(h->m_buf + off);
+    for (int off : s_fileSwap16)
+      sgy_swap16(h->m_buf + off);
     ns = h->GetInt16(3220);
     f = h->GetInt16(3224);
   }
-  if (f < 1 || f > 7 || ns <= 1) return 0;
-  if (h->GetInt16(3254) != 2) h->SetInt16(3254, 1);
-  if (h->GetInt16(3216) == 0) h->SetInt16(3216, 1);
+  if (f < 1 || f > 7 || ns <= 1)
+    return 0;
+  if (h->GetInt16(3254) != 2)
+    h->SetInt16(3254, 1);
+  if (h->GetInt16(3216) == 0)
+    h->SetInt16(3216, 1);
   return f;
 }
 
 int CSdsPC::ProverkaHederaSEGY(SGY_TRACEHEADER* h, int nSwap) {
   if (nSwap) {
-    for (int off : s_traceSwap32) sgy_swap32(h->m_buf + off);
-    for (int off : s_traceSwap16) sgy_swap16(h->m_buf + off);
+    for (int off : s_traceSwap32)
+      sgy_swap32(h->m_buf + off);
+    for (int off : s_traceSwap16)
+      sgy_swap16(h->m_buf + off);
   }
   return m_DataType;
 }
 
 int CSdsPC::SampleSize(SGYDATATYPE t) const {
   switch (t) {
-    case SGY_IBM:
-    case SGY_INT4:
-    case SGY_GAIN4:
-    case SGY_IEEE:
-    case SGY_FLOAT:
-      return 4;
-    case SGY_INT2:
-      return 2;
-    default:
-      return 0;  // unknown, or a format without a SEG-Y sample size
+  case SGY_IBM:
+  case SGY_INT4:
+  case SGY_GAIN4:
+  case SGY_IEEE:
+  case SGY_FLOAT: return 4;
+  case SGY_INT2: return 2;
+  default: return 0; // unknown, or a format without a SEG-Y sample size
   }
 }
 
-int CSdsPC::SizeOfPointSDS(SGY_TRACEHEADER* /*h*/, SGYDATATYPE* pType) { return SampleSize(pType ? *pType : m_DataType); }
+int CSdsPC::SizeOfPointSDS(SGY_TRACEHEADER* /*h*/, SGYDATATYPE* pType) {
+  return SampleSize(pType ? *pType : m_DataType);
+}
 
 int CSdsPC::GetTraceLenSDS(SGY_TRACEHEADER* h) {
-  if (!h) return 0;
+  if (!h)
+    return 0;
   int ns = h->GetInt16(114);
-  if (ns <= 0) ns = m_nTraceLen;
+  if (ns <= 0)
+    ns = m_nTraceLen;
   return SizeOfPointSDS(h) * ns;
 }
 
 bool CSdsPC::GetTraceHeader(int nTrace, SGY_TRACEHEADER& h, int bCheck) {
   SDS_ASSERT(m_Type == SGY);
   SDS_ASSERT(m_fp != (__null));
-  if (!m_pSR || nTrace < 0 || nTrace >= m_nTraceCount) return false;
-  if (!SeekTo(m_fp, m_pSR[nTrace].m_nPos)) return false;
-  if (fread(h.m_buf, 1, 240, m_fp) != 240) return false;
-  if (!bCheck) return true;
+  if (!m_pSR || nTrace < 0 || nTrace >= m_nTraceCount)
+    return false;
+  if (!SeekTo(m_fp, m_pSR[nTrace].m_nPos))
+    return false;
+  if (fread(h.m_buf, 1, 240, m_fp) != 240)
+    return false;
+  if (!bCheck)
+    return true;
   ProverkaHederaSEGY(&h, m_bSwap);
   return SizeOfPointSDS(&h) > 0;
 }
@@ -228,47 +236,53 @@ bool CSdsPC::GetTraceHeader(int nTrace, SGY_TRACEHEADER& h, int bCheck) {
 bool CSdsPC::SetTraceHeader(int nTrace, SGY_TRACEHEADER& h, int /*bCheck*/) {
   SDS_ASSERT(m_Type == SGY);
   SDS_ASSERT(m_fp != (__null));
-  if (SizeOfPointSDS(&h) <= 0) return false;
-  if (!m_pSR || nTrace < 0 || nTrace >= m_nTraceCount) return false;
+  if (SizeOfPointSDS(&h) <= 0)
+    return false;
+  if (!m_pSR || nTrace < 0 || nTrace >= m_nTraceCount)
+    return false;
   ProverkaHederaSEGY(&h, m_bSwap);
-  if (!SeekTo(m_fp, m_pSR[nTrace].m_nPos)) return false;
-  if (fwrite(h.m_buf, 1, 240, m_fp) != 240) return false;
+  if (!SeekTo(m_fp, m_pSR[nTrace].m_nPos))
+    return false;
+  if (fwrite(h.m_buf, 1, 240, m_fp) != 240)
+    return false;
   fflush(m_fp);
   return true;
 }
 
 void CSdsPC::DecodeSamples(const unsigned char* src, float* out, int n) const {
   switch (m_DataType) {
-    case SGY_IBM:
-      for (int i = 0; i < n; i++) out[i] = sgy_ibm_to_float(src + 4 * i);
-      break;
-    case SGY_INT4:
-      for (int i = 0; i < n; i++) {
-        unsigned char b[4];
-        memcpy(b, src + 4 * i, 4);
-        if (m_bSwap) sgy_swap32(b);
-        int32_t v;
-        memcpy(&v, b, 4);
-        out[i] = (float)v;
-      }
-      break;
-    case SGY_INT2:
-      for (int i = 0; i < n; i++) {
-        unsigned char b[2];
-        memcpy(b, src + 2 * i, 2);
-        if (m_bSwap) sgy_swap16(b);
-        int16_t v;
-        memcpy(&v, b, 2);
-        out[i] = (float)v;
-      }
-      break;
-    case SGY_IEEE:
-      for (int i = 0; i < n; i++) out[i] = sgy_ieee_be_to_float(src + 4 * i);
-      break;
-    case SGY_FLOAT:
-      memcpy(out, src, sizeof(float) * n);
-      break;
-    default:  // fixed point with gain, or unknown: zeros
-      memset(out, 0, sizeof(float) * n);
+  case SGY_IBM:
+    for (int i = 0; i < n; i++)
+      out[i] = sgy_ibm_to_float(src + 4 * i);
+    break;
+  case SGY_INT4:
+    for (int i = 0; i < n; i++) {
+      unsigned char b[4];
+      memcpy(b, src + 4 * i, 4);
+      if (m_bSwap)
+        sgy_swap32(b);
+      int32_t v;
+      memcpy(&v, b, 4);
+      out[i] = (float)v;
+    }
+    break;
+  case SGY_INT2:
+    for (int i = 0; i < n; i++) {
+      unsigned char b[2];
+      memcpy(b, src + 2 * i, 2);
+      if (m_bSwap)
+        sgy_swap16(b);
+      int16_t v;
+      memcpy(&v, b, 2);
+      out[i] = (float)v;
+    }
+    break;
+  case SGY_IEEE:
+    for (int i = 0; i < n; i++)
+      out[i] = sgy_ieee_be_to_float(src + 4 * i);
+    break;
+  case SGY_FLOAT: memcpy(out, src, sizeof(float) * n); break;
+  default: // fixed point with gain, or unknown: zeros
+    memset(out, 0, sizeof(float) * n);
   }
 }
