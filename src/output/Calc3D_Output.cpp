@@ -253,7 +253,8 @@ int CCalc3D::SaveTimeField(const char* szFile, int nType) {
     float* pLocal = GrabTimeField(nType);
     if (!pLocal)
       u_Warning("Warning! SaveTimeField(): Unable to acquire time field from compute device.\n");
-    CCubeN box(0, 0, 0, m_nTimeNx - 1, m_nTimeNy - 1, nz - 1);
+    // The planes (depth) go on the first axis of the box.
+    CCubeN box(0, 0, 0, nz - 1, m_nTimeNy - 1, m_nTimeNx - 1);
     int nOut = 0;
     const int nMerge = MergeDistributedCube(m_pApp, box, &nOut, pLocal, &pMerged);
     if (nMerge != 0)
