@@ -250,10 +250,21 @@ bool CSdsPC::SetTraceHeader(int nTrace, SGY_TRACEHEADER& h, int /*bCheck*/) {
 }
 
 void CSdsPC::DecodeSamples(const unsigned char* src, float* out, int n) const {
+  // Samples of a little-endian file are stored byte-reversed, floats too.
+  unsigned char b[4];
+  auto sample_be = [this](const unsigned char* p, unsigned char* tmp) -> const unsigned char* {
+    if (m_bSwap)
+      return p;
+    tmp[0] = p[3];
+    tmp[1] = p[2];
+    tmp[2] = p[1];
+    tmp[3] = p[0];
+    return tmp;
+  };
   switch (m_DataType) {
   case SGY_IBM:
     for (int i = 0; i < n; i++)
-      out[i] = sgy_ibm_to_float(src + 4 * i);
+      out[i] = sgy_ibm_to_float(sample_be(src + 4 * i, b));
     break;
   case SGY_INT4:
     for (int i = 0; i < n; i++) {
@@ -279,7 +290,7 @@ void CSdsPC::DecodeSamples(const unsigned char* src, float* out, int n) const {
     break;
   case SGY_IEEE:
     for (int i = 0; i < n; i++)
-      out[i] = sgy_ieee_be_to_float(src + 4 * i);
+      out[i] = sgy_ieee_be_to_float(sample_be(src + 4 * i, b));
     break;
   case SGY_FLOAT: memcpy(out, src, sizeof(float) * n); break;
   default: // fixed point with gain, or unknown: zeros

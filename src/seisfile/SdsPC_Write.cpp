@@ -284,6 +284,8 @@ void CSdsPC::SetTrace(int nTrace, float* data, int n) {
     for (int i = 0; i < n; i++) {
       unsigned char b[4];
       sgy_float_to_ibm(data[i], b);
+      if (!m_bSwap)
+        sgy_swap32(b); // little-endian file
       memcpy(p + 4 * i, b, 4);
     }
     nBytes = (size_t)n * 4;
@@ -292,6 +294,8 @@ void CSdsPC::SetTrace(int nTrace, float* data, int n) {
     for (int i = 0; i < n; i++) {
       int16_t s = (int16_t)std::floor(data[i] + 0.5f);
       unsigned char b[2] = {(unsigned char)((s >> 8) & 0xFF), (unsigned char)(s & 0xFF)};
+      if (!m_bSwap)
+        sgy_swap16(b);         // little-endian file
       memcpy(p + 2 * i, b, 2); // never overtakes the floats still to be read
     }
     nBytes = (size_t)n * 2;
