@@ -24,6 +24,31 @@ bool survey_IsNear(const C3DPointR& a, const C3DPointR& b) {
          std::fabs(a.z - b.z) < CSurvey3D::MIN_DIST;
 }
 
+// Index of a point near p, or -1. The lines of a shot usually come together,
+// so the point found last time (nHint) is tried first; any match will do.
+int survey_FindNear(const std::vector<C3DPointR>& v, const C3DPointR& p, size_t& nHint) {
+  if (nHint < v.size() && survey_IsNear(v[nHint], p))
+    return (int)nHint;
+  for (size_t i = 0; i < v.size(); i++)
+    if (survey_IsNear(v[i], p)) {
+      nHint = i;
+      return (int)i;
+    }
+  return -1;
+}
+
+// Index of id in v, or -1; the hint as above.
+int survey_FindId(const std::vector<int>& v, int id, size_t& nHint) {
+  if (nHint < v.size() && v[nHint] == id)
+    return (int)nHint;
+  for (size_t i = 0; i < v.size(); i++)
+    if (v[i] == id) {
+      nHint = i;
+      return (int)i;
+    }
+  return -1;
+}
+
 // A survey given as .sgy/.segy (any case) is read from trace headers.
 bool survey_IsSgyName(const char* szFile) {
   const char* dot = strrchr(szFile, '.');
@@ -121,6 +146,7 @@ int CSurvey3D::LoadSurvey(const char* szFile, bool bMomentTensors) {
   m_strFile = szFile;
 
   std::vector<C3DPointR> points;
+  size_t nLastId = 0, nLastPt = 0;
   char szLine[SURVEY_LINE_CHARS + 2];
   CSurveyLine l;
   while (fgets(szLine, SURVEY_LINE_CHARS + 1, f.get())) {
@@ -128,25 +154,11 @@ int CSurvey3D::LoadSurvey(const char* szFile, bool bMomentTensors) {
       continue;
     if (!m_bShotsDefinedByCoordinates && l.id >= 0 && points.size() == m_vShotIds.size()) {
       // Every new point so far came with an id: this line is told by its id.
-      bool bKnown = false;
-      for (int id : m_vShotIds)
-        if (id == l.id) {
-          bKnown = true;
-          break;
-        }
-      if (!bKnown) {
+      if (survey_FindId(m_vShotIds, l.id, nLastId) < 0) {
         points.push_back(l.src);
         m_vShotIds.push_back(l.id);
       }
-      continue;
-    }
-    bool bKnown = false;
-    for (const C3DPointR& p : points)
-      if (survey_IsNear(p, l.src)) {
-        bKnown = true;
-        break;
-      }
-    if (!bKnown) {
+    } else if (survey_FindNear(points, l.src, nLastPt) < 0) {
       points.push_back(l.src);
       if (l.id >= 0)
         m_vShotIds.push_back(l.id);
