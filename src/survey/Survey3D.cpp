@@ -1,5 +1,7 @@
 #include "survey/Survey3D.h"
 
+#include "seisfile/SdsPC.h"
+
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -49,12 +51,10 @@ int survey_FindId(const std::vector<int>& v, int id, size_t& nHint) {
   return -1;
 }
 
-// A survey given as .sgy/.segy (any case) is read from trace headers.
+// A survey named as a SEG-Y file is read from its trace headers.
 bool survey_IsSgyName(const char* szFile) {
-  const char* dot = strrchr(szFile, '.');
-  if (!dot || strchr(dot, '/'))
-    return false;
-  return strcasecmp(dot, ".sgy") == 0 || strcasecmp(dot, ".segy") == 0;
+  TYPEFILE type;
+  return CSdsPC::GetTypeFromFileName(szFile, type) && type == SGY;
 }
 
 // One parsed line of a text survey.
