@@ -260,6 +260,7 @@ int CCalc3D_OMP::FreeMemory(bool bModel, bool bWave, bool bSeismogram, bool bTim
     FreeArray(m_pSeisC);
     FreeArray(m_pBigSeisRead);
     m_fpBigSeis.reset();
+    m_bBigSeisUsed = false;
   }
   if (bTimeField) {
     for (int i = 0; i < 2; i++) {

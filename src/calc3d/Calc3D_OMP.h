@@ -72,6 +72,8 @@ public:
   shared_ptr1<FILE> m_fpBigSeis;
   // Transposing read buffer of GrabShotgather in spill-file mode.
   float* m_pBigSeisRead = nullptr;
+  // The gather of this shot goes through the spill file.
+  bool m_bBigSeisUsed = false;
 
 private:
   int StepNotBuilt(const char* szStep);

@@ -126,3 +126,24 @@ enum {
 };
 
 } // namespace fd
+
+#include <cmath>
+
+namespace fd {
+
+// PML profile of one slab entry: layer i (0 outermost) of nPml layers, c the
+// P velocity there, set B half a cell further in than set A. Gives the
+// recursion coefficients a and b.
+FD_HD inline void PmlProfile(double c, int i, int nPml, bool bSetB, double h, double dt, double f, float& a, float& b) {
+  const double d0 = c * (-1.5) * log(0.0002) / (h * nPml);
+  const double q = bSetB ? (nPml + 0.5 - i) / nPml : (nPml + 1.0 - i) / nPml;
+  const double d = d0 * q * q;
+  const double alpha = (1.1 - q) * 3.141592653589793 * f;
+  const float bf = (float)exp(-(d + alpha) * dt);
+  const float bm1 = bf - 1.0f;
+  const double den = d + alpha;
+  a = den != 0.0 ? (float)(d * bm1 / den) : 0.0f;
+  b = bf;
+}
+
+} // namespace fd

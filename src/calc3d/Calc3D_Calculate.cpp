@@ -1,0 +1,177 @@
+// The time loop of a shot held by one process.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "Calc3D.h"
+#include "KelvoApp.h"
+#include "seisfile/SdsPC.h"
+
+namespace {
+
+// Tag of the terminate order that rank 0 posts when a run is aborted.
+const int kTagTerminate = 41;
+
+// True when rank 0 has posted the terminate order.
+bool TerminateRequested() {
+  int bInit = 0, bFinal = 0;
+  MPI_Initialized(&bInit);
+  MPI_Finalized(&bFinal);
+  if (!bInit || bFinal)
+    return false;
+  int bFlag = 0;
+  MPI_Status status;
+  MPI_Iprobe(0, kTagTerminate, MPI_COMM_WORLD, &bFlag, &status);
+  return bFlag != 0;
+}
+
+} // namespace
+
+int CCalc3D::Calculate() {
+  if (LoadModel() != 0) {
+    u_Error("Error! Unable to initialize and/or load model to device memory.\n");
+    return CALC_MODEL_NOT_READY;
+  }
+  remove(GetFileName(FILE_SNAP2D, ' ', false, false, 0));
+  m_fTime = m_fT0;
+  m_fSnapNext = m_fSnapT0;
+  if (m_pApp)
+    m_pApp->PrintModelingMethod();
+  if (GetGroupSize() > 1)
+    return CalculateDistributed();
+  return CalculateShared();
+}
+
+int CCalc3D::CalculateShared() {
+  const int nMethod = GetMethod();
+  const double fRecDt = m_pApp ? m_pApp->m_dt : 0.0;
+  double fRecNext = m_pApp ? m_pApp->m_t0 : 0.0;
+  const int n = (int)((m_fT1 - m_fT0) / m_fDt) + 1;
+  const int s = m_nStart;
+  const int nFirst = m_pApp ? m_pApp->m_nFirstPoint : m_nShot;
+  const int nLast = m_pApp ? m_pApp->m_nLastPoint : m_nShot;
+  const float fShots = (float)(nLast - nFirst + 1);
+  Init3DSnapshots();
+
+  for (int i = 0; i < n; i++) {
+    if (TerminateRequested()) {
+      u_Error("Error! Received an urgent terminate request by the boss (Node #0).\n");
+      return CALC_TERMINATE;
+    }
+
+    // The box of this step; narrowed to the region the wave can have reached.
+    int nZ0 = s, nZ1 = m_nNz - s - 1;
+    int nY0 = s, nY1 = m_nNy - s - 1;
+    int nX0 = s, nX1 = m_nNx - s - 1;
+    if (m_nActiveX1 > 0 && m_nActiveY1 > 0) {
+      int g = i;
+      if (m_fTime < 0 && i > 60) {
+        m_nActiveDelay = i - 60;
+        g = 60;
+      }
+      if (m_fTime >= 0 && m_nActiveDelay > 0)
+        g = i - m_nActiveDelay;
+      const int x0 = m_nActiveX0 - g, x1 = m_nActiveX1 + g;
+      const int y0 = m_nActiveY0 - g, y1 = m_nActiveY1 + g;
+      if (x0 < s && y0 < s && x1 > m_nNx - s - 1 && y1 > m_nNy - s - 1) {
+        m_nActiveX0 = m_nActiveX1 = m_nActiveY0 = m_nActiveY1 = 0;
+        m_nActiveDelay = 0;
+      } else {
+        nX0 = std::max(nX0, std::min(x0, nX1));
+        nX1 = std::min(nX1, std::max(x1, s));
+        nY0 = std::max(nY0, std::min(y0, nY1));
+        nY1 = std::min(nY1, std::max(y1, s));
+      }
+    }
+
+    if (i < m_Signal.m_nLen && ApplySignal(i) != 0) {
+      u_Error("Error! Unable to apply signal in %d simulation step.\n", i);
+      return -1;
+    }
+
+    int nRes = 0;
+    if (nMethod > METHOD_ACOUSTIC) {
+      if (!m_bSuppressSV) {
+        m_fSuppress = 1.0f;
+      } else {
+        const double f = m_Signal.m_fFrequency;
+        const double T = f > 0 ? 1.0 / f : 0.0;
+        const double u = (m_fTime - T) / 3.0;
+        if (u <= 0)
+          m_fSuppress = 0.0f;
+        else if (u >= T)
+          m_fSuppress = 1.0f;
+        else {
+          const float v = (float)sin(f * 1.5707963267948966 * u);
+          m_fSuppress = v * v;
+        }
+      }
+    }
+    switch (nMethod) {
+    case METHOD_ACOUSTIC:
+      nRes = PropagateAcoWaveU(nZ0, nY0, nX0, nZ1, nY1, nX1);
+      nRes |= PropagateAcoWaveTau(nZ0, nY0, nX0, nZ1, nY1, nX1);
+      break;
+    case METHOD_ELASTIC:
+      nRes = PropagateElaWaveU(nZ0, nY0, nX0, nZ1, nY1, nX1);
+      if (nRes == 0)
+        nRes |= PropagateElaWaveTau(nZ0, nY0, nX0, nZ1, nY1, nX1);
+      break;
+    case METHOD_ORTHORHOMBIC:
+      nRes = PropagateElaWaveU(nZ0, nY0, nX0, nZ1, nY1, nX1);
+      if (nRes == 0)
+        nRes |= PropagateOrtWaveTau(nZ0, nY0, nX0, nZ1, nY1, nX1);
+      break;
+    default:
+      nRes = PropagateElaWaveU(nZ0, nY0, nX0, nZ1, nY1, nX1);
+      if (nRes == 0)
+        nRes |= PropagateAniWaveTau(nZ0, nY0, nX0, nZ1, nY1, nX1);
+      break;
+    }
+    m_fTime += m_fDt;
+
+    if (nRes != 0) {
+      if (nRes == CALC_UNSTABLE)
+        u_Warning("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please "
+                  "decrease dt.\n");
+      else
+        u_Error("Error! Unable to calculate simulation step %d.\n", i);
+      return nRes;
+    }
+
+    if (m_nTimeFieldType != 0 && i % 5 == 0) {
+      const int nTf = PropagateTimeField();
+      if (nTf != 0) {
+        u_Error("Error! Unable to propagate time field (%d) in simulation step %d.\n", nTf, i);
+        return nTf;
+      }
+    }
+
+    if (fRecNext <= m_fTime) {
+      const int nRec = RecordSeismogram();
+      fRecNext += fRecDt;
+      if (nRec != 0) {
+        u_Error("Error! Unable to record seismogram on simulation step %d.\n", i);
+        return nRec;
+      }
+    }
+
+    if (m_nSnapEvery > 0 && (m_nShot - 1) % m_nSnapEvery == 0 && m_fSnapNext <= m_fTime) {
+      const double k = CSdsPC::COOR_SCALER < 0 ? 1.0 : 10.0;
+      const int nSnap = AppendZpl2DSnapshot(GetFileName(FILE_SNAP2D, ' ', false, false, 0), 'X', "ZXYC", k, false);
+      m_fSnapNext += m_fSnapDt;
+      if (nSnap != 0)
+        return nSnap;
+    }
+
+    const int nSnap3D = Save3DSnapshots();
+    if (nSnap3D != 0)
+      return nSnap3D;
+
+    const float p = (float)(i + 1) / n;
+    const int pct = (int)(100 * p);
+    const int overall = (int)(((m_nShot - nFirst) / fShots + p / fShots) * 100);
+    u_Percent(pct, overall, m_nShot, nLast);
+  }
+  return 0;
+}
