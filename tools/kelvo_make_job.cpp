@@ -1,0 +1,203 @@
+// Writes a small example modelling job: a layered (or homogeneous) model as
+// SEG-Y cubes, a text survey and runtask.ini. See --help.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "common.h"
+#include "output/ExampleJob.h"
+
+namespace {
+
+void PrintUsage() {
+  printf("Usage: kelvo_make_job [options]\n"
+         "Writes an example modelling job (model cubes, survey, runtask.ini) into a directory.\n\n"
+         "Job directory:\n"
+         "  --dir DIR             job directory, created when missing (default ./example-job)\n"
+         "Model:\n"
+         "  --size X,Y,Z          model extent in metres from 0 (default 400,400,300)\n"
+         "  --model-step M        sampling of the model cubes in metres (default: the grid step)\n"
+         "  --layers V:Z,...,V    layer velocities with the depth of each base, the last one\n"
+         "                        without (default 1500:100,2000:200,2500)\n"
+         "  --vp V                homogeneous model of velocity V\n"
+         "  --vs                  also write an S-velocity cube (Vp/sqrt(3))\n"
+         "  --density             also write a density cube (Gardner's relation)\n"
+         "Survey:\n"
+         "  --shots N             shots along x at mid y (default 2)\n"
+         "  --lines N             receiver lines along x (default 1)\n"
+         "  --receivers N         receivers per line (default 21)\n"
+         "  --shot-depth Z        shot depth in metres (default 20)\n"
+         "  --receiver-depth Z    receiver depth in metres (default 20)\n"
+         "  --shot-id-base N      shot s gets the id N+s; 0 for no ids (default 100)\n"
+         "Job file:\n"
+         "  --method NAME         acoustic, elastic (default acoustic)\n"
+         "  --dx M                grid step in metres (default 10)\n"
+         "  --dt S                time step in seconds (default 0.001)\n"
+         "  --record T1[,DT]      record length and sample interval in seconds (default 0.3,0.002)\n"
+         "  --frequency F         Ricker frequency in Hz (default 15)\n"
+         "  --pml 0|1             absorbing layer (default 1)\n"
+         "  --merge 0|1           merge the per-shot gathers at the end (default 1)\n"
+         "  --recovery 0|1        skip shots whose gathers exist (default 0)\n"
+         "  --big-seismogram 0|1  keep gathers in a file during the run (default 0)\n"
+         "  --first N, --last N   range of shots to compute (default all)\n"
+         "  --threads N           compute threads (default all processors)\n"
+         "  --output-dir DIR      directory of the results, relative to the job (default the job)\n");
+}
+
+bool ParseLayers(const char* sz, CExampleJob& job) {
+  job.m_vLayers.clear();
+  std::string s(sz);
+  size_t pos = 0;
+  while (pos <= s.size()) {
+    size_t end = s.find(',', pos);
+    if (end == std::string::npos)
+      end = s.size();
+    std::string item = s.substr(pos, end - pos);
+    double v = 0, z = 1e30;
+    const size_t colon = item.find(':');
+    char* stop = nullptr;
+    v = strtod(item.c_str(), &stop);
+    if (stop == item.c_str() || v <= 0)
+      return false;
+    if (colon != std::string::npos) {
+      z = strtod(item.c_str() + colon + 1, &stop);
+      if (*stop != 0)
+        return false;
+      if (!job.m_vLayers.empty() && z <= job.m_vLayers.back().m_fBottom)
+        return false;
+    } else if (end != s.size()) {
+      return false; // only the last layer may leave out its base
+    }
+    job.m_vLayers.push_back(CExampleJob::CLayer{z, v});
+    pos = end + 1;
+  }
+  return !job.m_vLayers.empty();
+}
+
+bool ParseNumber(const char* sz, double& v) {
+  char* stop = nullptr;
+  v = strtod(sz, &stop);
+  return stop != sz && *stop == 0;
+}
+
+bool ParseInt(const char* sz, int& v) {
+  char* stop = nullptr;
+  long n = strtol(sz, &stop, 10);
+  v = (int)n;
+  return stop != sz && *stop == 0;
+}
+
+bool ParseBool(const char* sz, bool& b) {
+  int n = 0;
+  if (!ParseInt(sz, n) || (n != 0 && n != 1))
+    return false;
+  b = n != 0;
+  return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  CExampleJob job;
+  job.m_strDir = "example-job";
+  bool bModelStep = false;
+  for (int i = 1; i < argc; i++) {
+    const char* opt = argv[i];
+    if (!strcmp(opt, "--help") || !strcmp(opt, "-h")) {
+      PrintUsage();
+      return 0;
+    }
+    const char* val = nullptr;
+    if (strcmp(opt, "--vs") && strcmp(opt, "--density")) {
+      if (i + 1 >= argc) {
+        fprintf(stderr, "kelvo_make_job: option %s needs a value (see --help)\n", opt);
+        return 2;
+      }
+      val = argv[++i];
+    }
+    bool ok = true;
+    int n = 0;
+    if (!strcmp(opt, "--dir")) {
+      job.m_strDir = val;
+    } else if (!strcmp(opt, "--size")) {
+      ok = sscanf(val, "%lf,%lf,%lf", &job.m_fX1, &job.m_fY1, &job.m_fZ1) == 3 && job.m_fX1 > 0 && job.m_fY1 > 0 &&
+           job.m_fZ1 > 0;
+    } else if (!strcmp(opt, "--model-step")) {
+      ok = ParseNumber(val, job.m_fModelStep) && job.m_fModelStep > 0;
+      bModelStep = true;
+    } else if (!strcmp(opt, "--layers")) {
+      ok = ParseLayers(val, job);
+    } else if (!strcmp(opt, "--vp")) {
+      double v = 0;
+      ok = ParseNumber(val, v) && v > 0;
+      job.m_vLayers.assign(1, CExampleJob::CLayer{1e30, v});
+    } else if (!strcmp(opt, "--vs")) {
+      job.m_bVs = true;
+    } else if (!strcmp(opt, "--density")) {
+      job.m_bDensity = true;
+    } else if (!strcmp(opt, "--shots")) {
+      ok = ParseInt(val, job.m_nShots) && job.m_nShots > 0;
+    } else if (!strcmp(opt, "--lines")) {
+      ok = ParseInt(val, job.m_nLines) && job.m_nLines > 0;
+    } else if (!strcmp(opt, "--receivers")) {
+      ok = ParseInt(val, job.m_nReceivers) && job.m_nReceivers > 0;
+    } else if (!strcmp(opt, "--shot-depth")) {
+      ok = ParseNumber(val, job.m_fShotZ);
+    } else if (!strcmp(opt, "--receiver-depth")) {
+      ok = ParseNumber(val, job.m_fRcvZ);
+    } else if (!strcmp(opt, "--shot-id-base")) {
+      ok = ParseInt(val, job.m_nShotIdBase) && job.m_nShotIdBase >= 0;
+    } else if (!strcmp(opt, "--method")) {
+      if (!strcmp(val, "acoustic"))
+        job.m_strMethod = "3D Acoustic";
+      else if (!strcmp(val, "elastic"))
+        job.m_strMethod = "3D Elastic";
+      else
+        ok = false;
+    } else if (!strcmp(opt, "--dx")) {
+      ok = ParseNumber(val, job.m_fH) && job.m_fH > 0;
+    } else if (!strcmp(opt, "--dt")) {
+      ok = ParseNumber(val, job.m_fDt) && job.m_fDt > 0;
+    } else if (!strcmp(opt, "--record")) {
+      const int k = sscanf(val, "%lf,%lf", &job.m_t1, &job.m_tdt);
+      ok = k >= 1 && job.m_t1 > 0 && job.m_tdt > 0;
+    } else if (!strcmp(opt, "--frequency")) {
+      ok = ParseNumber(val, job.m_fFrequency) && job.m_fFrequency >= 1;
+    } else if (!strcmp(opt, "--pml")) {
+      ok = ParseBool(val, job.m_bPML);
+    } else if (!strcmp(opt, "--merge")) {
+      ok = ParseBool(val, job.m_bMerge);
+    } else if (!strcmp(opt, "--recovery")) {
+      ok = ParseBool(val, job.m_bRecovery);
+    } else if (!strcmp(opt, "--big-seismogram")) {
+      ok = ParseBool(val, job.m_bBigSeismogram);
+    } else if (!strcmp(opt, "--first")) {
+      ok = ParseInt(val, job.m_nFirstPoint) && job.m_nFirstPoint > 0;
+    } else if (!strcmp(opt, "--last")) {
+      ok = ParseInt(val, job.m_nLastPoint) && job.m_nLastPoint > 0;
+    } else if (!strcmp(opt, "--threads")) {
+      ok = ParseInt(val, n) && n >= 0;
+      job.m_nThreads = n;
+    } else if (!strcmp(opt, "--output-dir")) {
+      job.m_strOutputDir = val;
+    } else {
+      fprintf(stderr, "kelvo_make_job: unknown option %s (see --help)\n", opt);
+      return 2;
+    }
+    if (!ok) {
+      fprintf(stderr, "kelvo_make_job: bad value '%s' for %s (see --help)\n", val ? val : "", opt);
+      return 2;
+    }
+  }
+  if (!bModelStep)
+    job.m_fModelStep = job.m_fH;
+
+  const int nResult = job.Write();
+  if (nResult != 0)
+    return 1;
+  printf("Example job written to %s: %d shot(s), %d line(s) of %d receivers, model %gx%gx%g m.\n",
+         (const char*)job.m_strDir, job.m_nShots, job.m_nLines, job.m_nReceivers, job.m_fX1 - job.m_fX0,
+         job.m_fY1 - job.m_fY0, job.m_fZ1 - job.m_fZ0);
+  return 0;
+}
