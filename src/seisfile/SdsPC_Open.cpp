@@ -226,11 +226,25 @@ bool CSdsPC::ScanSGY(CString& strError) {
     strError.Format("Memory allocation error (new SDS_TRACEINFO[%d])\n", (int)nEstimate);
     return false;
   }
-  const int nCapacity = (int)nEstimate;
+  int nCapacity = (int)nEstimate;
   m_nTraceCount = -nCapacity;
   int nRead = 0;
   int64_t nPos = 3600;
-  while (nRead < nCapacity) {
+  for (;;) {
+    if (nRead == nCapacity) {
+      // The estimate comes from the first trace; a file whose later traces
+      // are shorter holds more, so the table grows while data remain.
+      if (m_nFileLen <= 0 || nPos + 240 > m_nFileLen || nCapacity >= 0x3FFFFFFF)
+        break;
+      SDS_TRACEINFO* pMore = new (std::nothrow) SDS_TRACEINFO[(size_t)nCapacity * 2];
+      if (!pMore)
+        break;
+      memcpy(pMore, m_pSR, sizeof(SDS_TRACEINFO) * nCapacity);
+      delete[] m_pSR;
+      m_pSR = pMore;
+      nCapacity *= 2;
+      m_nTraceCount = -nCapacity;
+    }
     if (fread(th.m_buf, 1, 240, m_fp) != 240)
       break;
     if (ProverkaHederaSEGY(&th, m_bSwap) == 0)
