@@ -1,0 +1,121 @@
+// Helpers of the engine tests: a host calculation object set up in code on a
+// homogeneous acoustic model, without job files.
+#pragma once
+
+#include <cmath>
+#include <vector>
+
+#include "calc3d/Calc3D_OMP.h"
+#include "run/KelvoApp.h"
+
+namespace engine_test {
+
+// Ricker wavelet of frequency f sampled at dt from -2/f, scaled by a, as the
+// built-in source signal is.
+inline std::vector<float> Ricker(double f, double dt, float a) {
+  const double t0 = -2.0 / f;
+  const int n = (int)((0 - t0) * 2 / dt + 1.0);
+  std::vector<float> v(n);
+  double t = t0;
+  for (int i = 0; i < n; i++, t += dt) {
+    const double u = -(f * M_PI * t) * (f * M_PI * t);
+    v[i] = (float)((1 + 2 * u) * std::exp(u)) * a;
+  }
+  return v;
+}
+
+// A calculation object on an nx x ny x nz grid (frame included) of one
+// velocity and density, with coefficients ready for stepping.
+struct Homogeneous {
+  CKelvoApp app;
+  CCalc3D_OMP calc;
+
+  // Allocates and builds the model. The P velocity can vary per point
+  // through vp(x, y, z) when given.
+  void Build(int nx, int ny, int nz, bool bPml, double h, double dt, double vp, double rho, double f = 20.0,
+             float (*vpAt)(int, int, int) = nullptr) {
+    app.m_nMethod = METHOD_ACOUSTIC;
+    app.m_nFirstPoint = app.m_nLastPoint = 1;
+    calc.m_pApp = &app;
+    calc.m_nShot = 1;
+    calc.m_bPML = bPml;
+    calc.m_nFrame = bPml ? 26 : 38;
+    calc.m_nPML = 21;
+    calc.m_nStart = 2;
+    calc.m_nNx = nx;
+    calc.m_nNy = ny;
+    calc.m_nNz = nz;
+    calc.m_nNzAll = nz;
+    calc.m_nZ0 = 0;
+    calc.m_nZ1 = nz - 1;
+    calc.m_fH = h;
+    calc.m_fDt = dt;
+    calc.m_Signal.m_fFrequency = f;
+    calc.AllocateMemory(false, true);
+    const size_t m = calc.GetCubeSize();
+    for (int z = 0; z < nz; z++)
+      for (int y = 0; y < ny; y++)
+        for (int x = 0; x < nx; x++) {
+          const size_t i = ((size_t)z * ny + y) * nx + x;
+          calc.m_pK[i] = vpAt ? vpAt(x, y, z) : (float)vp;
+          calc.m_pB[i] = (float)rho;
+        }
+    if (bPml)
+      calc.InitPMLProfile();
+    const float fdt = (float)dt;
+    calc.m_fDamp[0] = 0;
+    for (int i = 1; i < calc.m_nFrame; i++)
+      calc.m_fDamp[i] = (float)std::exp(-0.18 * (calc.m_nFrame - i) * (calc.m_nFrame - i) * (double)fdt);
+    const double s = dt / h;
+    const float kc = (float)(s / 15000.0), kb = (float)(s * 15000.0);
+    for (size_t i = 0; i < m; i++) {
+      const float v = calc.m_pK[i], r = calc.m_pB[i];
+      calc.m_pK[i] = v * v * r * kc;
+      calc.m_pB[i] = kb / r;
+    }
+  }
+
+  size_t Idx(int x, int y, int z) const { return ((size_t)z * calc.m_nNy + y) * calc.m_nNx + x; }
+
+  // Source at (x, y, z) of the given type, the built-in wavelet, receivers at
+  // the listed points, records from t = 0 every dt up to t1.
+  void Shot(int x, int y, int z, int nType, const std::vector<size_t>& rcv, double t1) {
+    const double f = calc.m_Signal.m_fFrequency, dt = calc.m_fDt, h = calc.m_fH;
+    std::vector<float> w = Ricker(f, dt, (float)(dt * 1e9 / (h * h * h)));
+    delete[] calc.m_Signal.m_pSignal;
+    calc.m_Signal.m_pSignal = new float[w.size()];
+    std::copy(w.begin(), w.end(), calc.m_Signal.m_pSignal);
+    calc.m_Signal.m_nLen = (int)w.size();
+    calc.m_fT0 = -2.0 / f;
+    calc.m_fT1 = t1;
+    calc.m_nSourceType = nType;
+    calc.m_vShotPoints.clear();
+    calc.m_vShotPoints.push_back({Idx(x, y, z), 0});
+    calc.m_vRcvIdx = rcv;
+    app.m_t0 = 0;
+    app.m_dt = dt;
+    app.m_t1 = t1;
+    calc.m_nSeisLen = (size_t)(t1 / dt + 0.5) + 1;
+    calc.m_nSeisStep = 0;
+    calc.AllocateMemorySeismogram();
+  }
+
+  // Runs the time loop; the result of the loop.
+  int Run() {
+    calc.m_fTime = calc.m_fT0;
+    calc.LoadModel();
+    return calc.CalculateShared();
+  }
+
+  // Trace of receiver r of component 'C', one value a recorded sample.
+  std::vector<float> Trace(size_t r, char c = 'C') {
+    const float* g = calc.GrabShotgather(c);
+    const size_t n = calc.m_vRcvIdx.size();
+    std::vector<float> t(calc.m_nSeisLen);
+    for (size_t s = 0; s < t.size(); s++)
+      t[s] = g[s * n + r];
+    return t;
+  }
+};
+
+} // namespace engine_test

@@ -1,0 +1,232 @@
+// The host acoustic steps: stencil, staggering, edge treatment, NaN probe,
+// and the split interior/border loops against the per-point reference path.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "calc3d/FDScheme.h"
+#include "test_engine_fixture.h"
+
+using engine_test::Homogeneous;
+
+namespace {
+
+void FillRandom(float* p, size_t n, unsigned seed) {
+  std::mt19937 gen(seed);
+  std::uniform_real_distribution<float> d(-1.0f, 1.0f);
+  for (size_t i = 0; i < n; i++)
+    p[i] = d(gen);
+}
+
+// Fills all fields and PML memories of an object with reproducible noise.
+void FillState(CCalc3D_OMP& c, unsigned seed) {
+  const size_t m = c.GetCubeSize();
+  float* f[] = {c.m_pVx, c.m_pVy, c.m_pVz, c.m_pTxx};
+  for (int i = 0; i < 4; i++)
+    FillRandom(f[i], m, seed + i);
+  for (int k = 0; k < PML_MEM_ACOUSTIC; k++)
+    if (c.m_pPmlMem[k])
+      FillRandom(c.m_pPmlMem[k], c.GetPmlMemSize(k), seed + 10 + k);
+}
+
+float MaxDiff(const float* a, const float* b, size_t n) {
+  float d = 0;
+  for (size_t i = 0; i < n; i++)
+    d = std::max(d, std::fabs(a[i] - b[i]));
+  return d;
+}
+
+struct StepCase {
+  int nx, ny, nz;
+  bool pml;
+  int frame; // 0: the default of the setting
+  int z0;    // global plane of local plane 0 (a depth slab of a larger grid)
+};
+
+// Runs a velocity and a pressure step with the fast loops on one object and
+// the per-point path on a twin, over the whole box and over a partial box,
+// and compares all fields and memories.
+void CompareFastAndGeneric(const StepCase& sc) {
+  Homogeneous a, b;
+  auto vp = [](int x, int y, int z) { return (float)(1500 + 10 * x + 7 * y + 3 * z); };
+  a.Build(sc.nx, sc.ny, sc.nz, sc.pml, 10, 0.001, 0, 2000, 20, vp);
+  b.Build(sc.nx, sc.ny, sc.nz, sc.pml, 10, 0.001, 0, 2000, 20, vp);
+  for (Homogeneous* h : {&a, &b}) {
+    if (sc.frame)
+      h->calc.m_nFrame = sc.frame;
+    h->calc.m_nZ0 = sc.z0;
+    h->calc.m_nNzAll = sc.nz + 2 * sc.z0;
+    h->calc.m_nZ1 = sc.z0 + sc.nz - 1;
+    for (int i = 1; i < 38; i++)
+      h->calc.m_fDamp[i] = 0.5f + 0.01f * i;
+  }
+  const int s = 2;
+  const int boxes[2][6] = {{s, s, s, sc.nz - s - 1, sc.ny - s - 1, sc.nx - s - 1},
+                           {s + 1, 5, 7, sc.nz - s - 4, sc.ny - 9, sc.nx - 4}};
+  for (const auto& bx : boxes) {
+    FillState(a.calc, 7);
+    FillState(b.calc, 7);
+    ASSERT_EQ(0, a.calc.PropagateAcoWaveU(bx[0], bx[1], bx[2], bx[3], bx[4], bx[5]));
+    ASSERT_EQ(0, b.calc.PropagateAcoWaveUGeneric(bx[0], bx[1], bx[2], bx[3], bx[4], bx[5]));
+    ASSERT_EQ(0, a.calc.PropagateAcoWaveTau(bx[0], bx[1], bx[2], bx[3], bx[4], bx[5]));
+    ASSERT_EQ(0, b.calc.PropagateAcoWaveTauGeneric(bx[0], bx[1], bx[2], bx[3], bx[4], bx[5]));
+    const size_t m = a.calc.GetCubeSize();
+    EXPECT_LE(MaxDiff(a.calc.m_pVx, b.calc.m_pVx, m), 1e-6f);
+    EXPECT_LE(MaxDiff(a.calc.m_pVy, b.calc.m_pVy, m), 1e-6f);
+    EXPECT_LE(MaxDiff(a.calc.m_pVz, b.calc.m_pVz, m), 1e-6f);
+    EXPECT_LE(MaxDiff(a.calc.m_pTxx, b.calc.m_pTxx, m), 1e-6f);
+    for (int k = 0; k < PML_MEM_ACOUSTIC; k++) {
+      if (a.calc.m_pPmlMem[k]) {
+        EXPECT_LE(MaxDiff(a.calc.m_pPmlMem[k], b.calc.m_pPmlMem[k], a.calc.GetPmlMemSize(k)), 1e-6f) << "k=" << k;
+      }
+    }
+  }
+}
+
+} // namespace
+
+TEST(EngineSteps, FastLoopsMatchPointwiseReference) {
+  // PML on a grid with an interior in all axes, on a slab of a deeper grid,
+  // on a grid so small that the two zones of an axis overlap; taper frames.
+  CompareFastAndGeneric({60, 54, 50, true, 0, 0});
+  CompareFastAndGeneric({60, 54, 30, true, 0, 10});
+  CompareFastAndGeneric({40, 44, 36, true, 0, 0});
+  CompareFastAndGeneric({50, 46, 40, false, 12, 0});
+  CompareFastAndGeneric({30, 30, 30, false, 20, 0});
+}
+
+TEST(EngineSteps, StencilIsFourthOrderOnTheStaggeredPositions) {
+  // A cubic pressure field along each axis: the velocity step must give the
+  // exact derivative at the half-cell position before the node.
+  Homogeneous h;
+  h.Build(20, 20, 20, false, 1, 1, 1, 1);
+  CCalc3D_OMP& c = h.calc;
+  c.m_nFrame = 0; // no taper
+  const size_t m = c.GetCubeSize();
+  for (int i = 0; i < (int)m; i++)
+    c.m_pB[i] = 1.0f;
+  auto cubic = [](double u) { return 0.001 * u * u * u - 0.02 * u * u + 0.5 * u; };
+  auto slope = [](double u) { return 0.003 * u * u - 0.04 * u + 0.5; };
+  for (int axis = 0; axis < 3; axis++) {
+    for (int z = 0; z < 20; z++)
+      for (int y = 0; y < 20; y++)
+        for (int x = 0; x < 20; x++) {
+          const int u = axis == 0 ? x : (axis == 1 ? y : z);
+          c.m_pTxx[h.Idx(x, y, z)] = (float)cubic(u);
+        }
+    std::fill(c.m_pVx, c.m_pVx + m, 0.0f);
+    std::fill(c.m_pVy, c.m_pVy + m, 0.0f);
+    std::fill(c.m_pVz, c.m_pVz + m, 0.0f);
+    c.PropagateAcoWaveU(2, 2, 2, 17, 17, 17);
+    float* v[3] = {c.m_pVx, c.m_pVy, c.m_pVz};
+    for (int u = 2; u <= 17; u++) {
+      const int x = axis == 0 ? u : 9, y = axis == 1 ? u : 9, z = axis == 2 ? u : 9;
+      EXPECT_NEAR(v[axis][h.Idx(x, y, z)], slope(u - 0.5), 2e-5) << "axis " << axis << " u " << u;
+      EXPECT_EQ(v[(axis + 1) % 3][h.Idx(x, y, z)], 0.0f);
+    }
+  }
+  // The pressure step takes the forward difference: a cubic Vz gives the
+  // derivative half a cell after the node.
+  std::fill(c.m_pTxx, c.m_pTxx + m, 0.0f);
+  std::fill(c.m_pVx, c.m_pVx + m, 0.0f);
+  std::fill(c.m_pVy, c.m_pVy + m, 0.0f);
+  for (int z = 0; z < 20; z++)
+    for (int y = 0; y < 20; y++)
+      for (int x = 0; x < 20; x++)
+        c.m_pVz[h.Idx(x, y, z)] = (float)cubic(z);
+  for (size_t i = 0; i < m; i++)
+    c.m_pK[i] = 2.0f;
+  c.PropagateAcoWaveTau(2, 2, 2, 17, 17, 17);
+  for (int z = 2; z <= 17; z++)
+    EXPECT_NEAR(c.m_pTxx[h.Idx(6, 11, z)], 2 * slope(z + 0.5), 4e-5) << z;
+}
+
+TEST(EngineSteps, VoidAndZeroStates) {
+  Homogeneous h;
+  h.Build(60, 60, 60, true, 10, 0.001, 2000, 2000);
+  CCalc3D_OMP& c = h.calc;
+  // An all-zero state stays zero everywhere, PML memories included.
+  for (int i = 0; i < 5; i++) {
+    c.PropagateAcoWaveU(2, 2, 2, 57, 57, 57);
+    c.PropagateAcoWaveTau(2, 2, 2, 57, 57, 57);
+  }
+  const size_t m = c.GetCubeSize();
+  for (float* p : {c.m_pVx, c.m_pVy, c.m_pVz, c.m_pTxx})
+    for (size_t i = 0; i < m; i++)
+      ASSERT_EQ(p[i], 0.0f);
+  for (int k = 0; k < PML_MEM_ACOUSTIC; k++)
+    for (size_t i = 0; i < c.GetPmlMemSize(k); i++)
+      ASSERT_EQ(c.m_pPmlMem[k][i], 0.0f);
+  // In void (K = B = 0) a pressure written into the grid stays and moves nothing.
+  std::fill(c.m_pK, c.m_pK + m, 0.0f);
+  std::fill(c.m_pB, c.m_pB + m, 0.0f);
+  c.m_pTxx[h.Idx(30, 30, 30)] = 5.0f;
+  c.m_pTxx[h.Idx(3, 3, 3)] = 5.0f;
+  for (int i = 0; i < 5; i++) {
+    c.PropagateAcoWaveU(2, 2, 2, 57, 57, 57);
+    c.PropagateAcoWaveTau(2, 2, 2, 57, 57, 57);
+  }
+  EXPECT_EQ(c.m_pTxx[h.Idx(30, 30, 30)], 5.0f);
+  EXPECT_EQ(c.m_pTxx[h.Idx(3, 3, 3)], 5.0f);
+  EXPECT_EQ(c.m_pVx[h.Idx(31, 30, 30)], 0.0f);
+  EXPECT_EQ(c.m_pVz[h.Idx(3, 3, 4)], 0.0f);
+}
+
+TEST(EngineSteps, TaperActsByDistanceToTheWholeGridEdge) {
+  // Without PML a pressure step in void multiplies P by the taper of its
+  // distance to the nearest face of the whole grid, depth slabs included.
+  Homogeneous h;
+  h.Build(50, 50, 30, false, 10, 0.001, 2000, 2000);
+  CCalc3D_OMP& c = h.calc;
+  const size_t m = c.GetCubeSize();
+  std::fill(c.m_pK, c.m_pK + m, 0.0f);
+  for (int i = 0; i < 38; i++)
+    c.m_fDamp[i] = 1.0f - 0.01f * (i + 1);
+  c.m_nFrame = 10;
+  c.m_nZ0 = 3; // planes 3 .. 32 of a grid of 40
+  c.m_nNzAll = 40;
+  std::fill(c.m_pTxx, c.m_pTxx + m, 1.0f);
+  c.PropagateAcoWaveTau(2, 2, 2, 27, 47, 47);
+  auto expect = [&](int x, int y, int z) {
+    const int g = z + 3;
+    const int r = std::min({x, y, 49 - x, 49 - y, g, 39 - g});
+    return r < 10 ? c.m_fDamp[r] : 1.0f;
+  };
+  for (int z = 2; z <= 27; z += 5)
+    for (int y = 2; y <= 47; y += 3)
+      for (int x = 2; x <= 47; x++)
+        ASSERT_EQ(c.m_pTxx[h.Idx(x, y, z)], expect(x, y, z)) << x << "," << y << "," << z;
+  // The velocity step applies it before the update: with B = 0 the same factors.
+  std::fill(c.m_pB, c.m_pB + m, 0.0f);
+  std::fill(c.m_pVy, c.m_pVy + m, 1.0f);
+  c.PropagateAcoWaveU(2, 2, 2, 27, 47, 47);
+  for (int x = 2; x <= 47; x++)
+    ASSERT_EQ(c.m_pVy[h.Idx(x, 4, 26)], expect(x, 4, 26)) << x;
+}
+
+TEST(EngineSteps, NaNProbeOfThePressureStep) {
+  Homogeneous h;
+  h.Build(40, 40, 40, false, 10, 0.001, 2000, 2000);
+  CCalc3D_OMP& c = h.calc;
+  const size_t m = c.GetCubeSize();
+  std::fill(c.m_pK, c.m_pK + m, 0.0f);
+  c.m_nFrame = 0;
+  EXPECT_EQ(0, c.PropagateAcoWaveTau(2, 2, 2, 37, 37, 37));
+  // An infinity is not a NaN.
+  c.m_pTxx[h.Idx(19, 10, 10)] = std::numeric_limits<float>::infinity();
+  EXPECT_EQ(0, c.PropagateAcoWaveTau(2, 2, 2, 37, 37, 37));
+  // A NaN in the probed middle column of a row of the box.
+  c.m_pTxx[h.Idx(19, 10, 10)] = 0;
+  c.m_pTxx[h.Idx(5 + (30 - 5) / 2, 20, 12)] = std::numeric_limits<float>::quiet_NaN();
+  EXPECT_EQ(CALC_UNSTABLE, c.PropagateAcoWaveTau(3, 3, 5, 30, 30, 30));
+  // NaN payloads of either sign count.
+  uint32_t bits = 0xFF800001u;
+  float v;
+  std::memcpy(&v, &bits, 4);
+  EXPECT_TRUE(fd::IsNaNBits(v));
+  EXPECT_FALSE(fd::IsNaNBits(-std::numeric_limits<float>::infinity()));
+  // The velocity step never reports.
+  EXPECT_EQ(0, c.PropagateAcoWaveU(2, 2, 2, 37, 37, 37));
+}
