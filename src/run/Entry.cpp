@@ -26,6 +26,14 @@ void entry_set_fp_state() {
 #endif
 }
 
+void entry_parse_shots(int argc, char** argv, int& nFirst, int& nLast) {
+  nFirst = nLast = 0;
+  if (argc >= 4) {
+    nFirst = atoi(argv[2]);
+    nLast = atoi(argv[3]);
+  }
+}
+
 // Idle loop of a Passive process: waits for the end of the run (tag 40) or
 // for a stop order (tag 41) from rank 0, sleeping between looks.
 static int entry_passive_loop() {
@@ -55,10 +63,7 @@ int kelvo_main(int argc, char** argv) {
     return 1;
 
   int nFirst = 0, nLast = 0;
-  if (argc >= 4) {
-    nFirst = atoi(argv[2]);
-    nLast = atoi(argv[3]);
-  }
+  entry_parse_shots(argc, argv, nFirst, nLast);
 
   MPI_Init(&argc, &argv);
   int nWorldRank = 0, nWorldSize = 0;

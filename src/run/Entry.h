@@ -14,5 +14,9 @@ enum { TAG_RUN_OVER = 40, TAG_STOP_ORDER = 41 };
 // The whole life of a process; returns its exit value.
 int kelvo_main(int argc, char** argv);
 
+// Shot range of the command line: with at least three arguments the second
+// and third; otherwise both 0 (left open).
+void entry_parse_shots(int argc, char** argv, int& nFirst, int& nLast);
+
 // Sets flush-to-zero and denormals-are-zero in MXCSR.
 void entry_set_fp_state();

@@ -89,6 +89,9 @@ public:
   // Runs the pipeline of one 3-D shot. 0 when the shot is done or is to be
   // skipped (outside the zone, no such shot), else the failing step's result.
   int RunShot(int nShot);
+  // Settles m_nFirstPoint, m_nLastPoint and m_nCurPoint against the range
+  // nMin..nMax of the survey. 0, or -1 for a range that cannot be run.
+  int SettleShotRange(int nMin, int nMax);
   // Deletes the calculation objects.
   void DestroyCalc();
 

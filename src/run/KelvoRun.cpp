@@ -55,16 +55,7 @@ int CKelvoApp::RunShot(int nShot) {
   return 0;
 }
 
-int CKelvoApp::LoadSurveyGeometry() {
-  CSurvey3D::MIN_DIST = m_pCalc3D->m_fH < 1 ? 0.001 : 1;
-  m_Survey.m_bUseShotId = m_bUseShotId;
-  m_Survey.m_bShotsDefinedByCoordinates = m_bShotsDefinedByCoordinates;
-  int rc = m_Survey.LoadSurvey(m_strGeometry, m_pCalc3D->m_nSourceType == SOURCE_FAULT_SLIP);
-  if (rc != 0)
-    return rc;
-
-  const int nMin = m_Survey.GetMinShot();
-  const int nMax = m_Survey.GetMaxShot();
+int CKelvoApp::SettleShotRange(int nMin, int nMax) {
   if (m_nFirstPoint == 0 || m_nLastPoint == 0) {
     m_nFirstPoint = nMin;
     m_nLastPoint = nMax;
@@ -86,7 +77,19 @@ int CKelvoApp::LoadSurveyGeometry() {
   }
   if (m_nCurPoint == 0 || m_nCurPoint < m_nFirstPoint || m_nCurPoint > m_nLastPoint)
     m_nCurPoint = m_nFirstPoint;
+  return 0;
+}
 
+int CKelvoApp::LoadSurveyGeometry() {
+  CSurvey3D::MIN_DIST = m_pCalc3D->m_fH < 1 ? 0.001 : 1;
+  m_Survey.m_bUseShotId = m_bUseShotId;
+  m_Survey.m_bShotsDefinedByCoordinates = m_bShotsDefinedByCoordinates;
+  int rc = m_Survey.LoadSurvey(m_strGeometry, m_pCalc3D->m_nSourceType == SOURCE_FAULT_SLIP);
+  if (rc != 0)
+    return rc;
+
+  if (SettleShotRange(m_Survey.GetMinShot(), m_Survey.GetMaxShot()) != 0)
+    return -1;
   if (m_pCalc3D->ValidateCommon() != 0)
     return 1;
   return 0;
