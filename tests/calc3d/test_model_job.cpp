@@ -1,0 +1,111 @@
+// Whole jobs through the program: the shot summary, the model cube and the
+// computation grid it prints, skipped shots and a missing model file.
+#include <sys/wait.h>
+
+#include "test_model_helpers.h"
+
+namespace {
+
+// Runs the program in the current directory; returns its exit status (or
+// -1 when it did not exit normally, e.g. on a crash) and its console text.
+int RunKelvo(std::string& out, const std::string& args = "") {
+  const std::string cmd = std::string("OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 ") + KELVO_BINARY +
+                          " " + args + " > console.txt 2>&1";
+  const int st = system(cmd.c_str());
+  std::ifstream f("console.txt");
+  std::stringstream ss;
+  ss << f.rdbuf();
+  out = ss.str();
+  if (st == -1 || !WIFEXITED(st))
+    return -1;
+  return WEXITSTATUS(st);
+}
+
+const char* const s_szTask = "[TASK]\n"
+                             "taskType=modeling\n"
+                             "[modeling]\n"
+                             "Run Computation=3D Acoustic\n"
+                             "Model Name=%s\n"
+                             "SurfType=%d\n"
+                             "PML=1\n"
+                             "Merge=0\n"
+                             "[Survey]\n"
+                             "Geometry=survey.txt\n"
+                             "t0=0\n"
+                             "t1=0.03\n"
+                             "dt=0.002\n"
+                             "[Mesh]\n"
+                             "dx=10\n"
+                             "dt=0.001\n"
+                             "[Source]\n"
+                             "Frequency=20\n"
+                             "[optimization]\n"
+                             "threads per process=2\n";
+
+} // namespace
+
+using ModelJobTest = ModelTestDir;
+
+#ifdef KELVO_HAVE_SEGYIO
+TEST_F(ModelJobTest, ForeignModelRunsThroughShotPipeline) {
+  // 1000 m along x, air in the top 50 m; shot 1 lies outside the model.
+  ASSERT_TRUE(WriteSegyModel("vp.sgy", 101, 6, 21, 0, 0, 10,
+                             [](int x, int, int z) { return z < 5 ? 0.0f : 1500.0f + 5.0f * z + x; }));
+  WriteFile("survey.txt", "2000 20 0 2100 20 0\n"
+                          "500 20 0 400 20 0\n500 20 0 600 20 0\n500 20 0 700 20 0\n");
+  char szTask[2048];
+  snprintf(szTask, sizeof(szTask), s_szTask, "vp.sgy", 0);
+  WriteFile("runtask.ini", szTask);
+  std::string out;
+  const int rc = RunKelvo(out);
+  EXPECT_EQ(rc, 0) << out;
+  EXPECT_NE(out.find("Warning! Shot #1 (2000,20,0) is outside computation zone "
+                     "[0..1000,0..50,0..200]."),
+            std::string::npos)
+      << out;
+  EXPECT_NE(out.find("Shot Point #1 skipped."), std::string::npos);
+  EXPECT_NE(out.find("Shot Position    (X,Y,Z): (500, 20, 0), 3 receivers."), std::string::npos) << out;
+  EXPECT_NE(out.find("Model Cube       (X,Y,Z): {0..1000, 0..50, 0..200}"), std::string::npos);
+  EXPECT_NE(out.find("   First       |    Last       |      Step     |\n"
+                     "             0 |          1000 |            10 |  x-dimension\n"
+                     "             0 |            50 |            10 |  y-dimension\n"
+                     "             0 |           200 |            10 |  z-dimension\n"),
+            std::string::npos)
+      << out;
+  EXPECT_NE(out.find("|  time (131 steps)"), std::string::npos) << out;
+  EXPECT_EQ(out.find("Error!"), std::string::npos) << out;
+  // The gather of shot 2 exists.
+  EXPECT_EQ(access("vp+Gath3DAPUz-2.sgy", 4), 0) << out;
+}
+#endif
+
+TEST_F(ModelJobTest, MissingModelFileStopsCleanly) {
+  WriteFile("survey.txt", "500 20 0 400 20 0\n");
+  char szTask[2048];
+  snprintf(szTask, sizeof(szTask), s_szTask, "nomodel.sgy", 1);
+  WriteFile("runtask.ini", szTask);
+  std::string out;
+  const int rc = RunKelvo(out);
+  // The run's error number is the exit status; -1 would be a crash.
+  EXPECT_NE(rc, 0) << out;
+  EXPECT_NE(rc, -1) << out;
+  EXPECT_NE(out.find("Error! Unable to open model file 'nomodel.sgy'."), std::string::npos) << out;
+}
+
+TEST_F(ModelJobTest, ExampleJobFromTool) {
+  const std::string tool = std::string(KELVO_BUILD_DIR) + "/kelvo_make_job";
+  if (access(tool.c_str(), 1) != 0)
+    GTEST_SKIP() << "no example-job tool";
+  const std::string cmd = tool + " --dir job --size 1000,60,200 --shots 1 --receivers 5 --record 0.02,0.002"
+                                 " --threads 2 > tool.txt 2>&1";
+  ASSERT_EQ(system(cmd.c_str()), 0);
+  ASSERT_EQ(chdir("job"), 0);
+  std::string out;
+  const int rc = RunKelvo(out);
+  EXPECT_EQ(rc, 0) << out;
+  EXPECT_NE(out.find("Model Cube       (X,Y,Z): {0..1000, 0..60, 0..200}"), std::string::npos) << out;
+  EXPECT_NE(out.find("             0 |          1000 |            10 |  x-dimension\n"), std::string::npos) << out;
+  EXPECT_NE(out.find(", 5 receivers."), std::string::npos) << out;
+  EXPECT_EQ(out.find("Error!"), std::string::npos) << out;
+  ASSERT_EQ(chdir(".."), 0);
+}
