@@ -1,0 +1,177 @@
+// Whole jobs: an example job is generated, the kelvo program runs in its
+// directory, and the gathers it leaves are read with an independent reader.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "OutputTestDir.h"
+#include "SegyTestFile.h"
+#include "output/ExampleJob.h"
+
+namespace {
+
+const char kComponents[] = {'x', 'y', 'z', 'c'};
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+class OutputJobTest : public ::testing::Test {
+protected:
+  void SetUp() override {
+#ifndef KELVO_HAVE_SEGYIO
+    GTEST_SKIP() << "segyio not available";
+#endif
+    if (!COutputTestDir::Exists(KELVO_BINARY))
+      GTEST_SKIP() << "kelvo program not built";
+  }
+
+  // A job small enough to take a second or two per shot.
+  static CExampleJob SmallJob(const std::string& dir, int nShots) {
+    CExampleJob job;
+    job.m_strDir = dir.c_str();
+    job.m_fX1 = 160;
+    job.m_fY1 = 160;
+    job.m_fZ1 = 120;
+    job.m_vLayers = {CExampleJob::CLayer{60, 1500}, CExampleJob::CLayer{1e30, 2000}};
+    job.m_nShots = nShots;
+    job.m_nReceivers = 9;
+    job.m_t1 = 0.1;
+    job.m_tdt = 0.002;
+    job.m_fFrequency = 25;
+    job.m_nThreads = 2;
+    return job;
+  }
+
+  // Runs kelvo in `dir`; returns its exit status, the console text in `out`.
+  static int RunKelvo(const std::string& dir, std::string& out) {
+    const std::string log = dir + "/console.txt";
+    const std::string cmd = "cd '" + dir + "' && '" KELVO_BINARY "' > console.txt 2>&1";
+    const int st = system(cmd.c_str());
+    out = ReadFile(log);
+    return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+  }
+
+  static std::string Merged(const std::string& dir, char c) { return dir + "/vp+Gath3DAPU" + c + ".sgy"; }
+  static std::string PerShot(const std::string& dir, char c, int nShot) {
+    return dir + "/vp+Gath3DAPU" + c + "-" + std::to_string(nShot) + ".sgy";
+  }
+
+  COutputTestDir m_dir;
+};
+
+TEST_F(OutputJobTest, MergedGathersCarryGeometryAndSurveyNumbers) {
+  const CExampleJob job = SmallJob(m_dir.Path(), 2);
+  ASSERT_EQ(0, job.Write());
+  std::string out;
+  ASSERT_EQ(0, RunKelvo(m_dir.Path(), out)) << out;
+
+  for (char c : kComponents) {
+    CSegyTestFile f = CSegyTestFile::Read(Merged(m_dir.Path(), c));
+    ASSERT_TRUE(f.m_bOk) << c;
+    EXPECT_EQ(18, f.m_nTraces) << c;
+    EXPECT_EQ(51, f.m_nSamples) << c;
+    EXPECT_FLOAT_EQ(2000.0f, f.m_fDtUs) << c;
+    // The merge removed the per-shot files.
+    EXPECT_FALSE(COutputTestDir::Exists(PerShot(m_dir.Path(), c, 1))) << c;
+  }
+
+  CSegyTestFile f = CSegyTestFile::Read(Merged(m_dir.Path(), 'c'));
+  ASSERT_TRUE(f.m_bOk);
+  for (int t = 0; t < f.m_nTraces; t++) {
+    const int s = t / 9 + 1, r = t % 9;
+    const C3DPointR S = job.ShotPosition(s), R = job.ReceiverPosition(0, r);
+    EXPECT_EQ(t + 1, f.Field(t, SEGY_TR_SEQ_LINE));
+    EXPECT_EQ(100 + s, f.Field(t, SEGY_TR_ENERGY_SOURCE_POINT)) << t;
+    EXPECT_EQ(1, f.Field(t, SEGY_TR_INLINE)) << t;
+    EXPECT_EQ(r + 1, f.Field(t, SEGY_TR_CROSSLINE)) << t;
+    EXPECT_EQ(1, f.Field(t, SEGY_TR_SOURCE_GROUP_SCALAR));
+    EXPECT_EQ((int)std::floor(S.x + 0.5), f.Field(t, SEGY_TR_SOURCE_X)) << t;
+    EXPECT_EQ((int)std::floor(S.y + 0.5), f.Field(t, SEGY_TR_SOURCE_Y)) << t;
+    EXPECT_EQ((int)std::floor(R.x + 0.5), f.Field(t, SEGY_TR_GROUP_X)) << t;
+    EXPECT_EQ((int)std::floor(R.y + 0.5), f.Field(t, SEGY_TR_GROUP_Y)) << t;
+    EXPECT_EQ(-20, f.Field(t, SEGY_TR_RECV_GROUP_ELEV)) << t;
+  }
+  // The pressure shows the wave: something arrives, and the two shots differ.
+  float fMax = 0, fDiff = 0;
+  for (int r = 0; r < 9; r++) {
+    for (int k = 0; k < f.m_nSamples; k++) {
+      fMax = std::max(fMax, std::fabs(f.m_vData[r][k]));
+      fDiff = std::max(fDiff, std::fabs(f.m_vData[r][k] - f.m_vData[9 + r][k]));
+    }
+  }
+  EXPECT_GT(fMax, 0.0f);
+  EXPECT_GT(fDiff, 0.0f);
+}
+
+TEST_F(OutputJobTest, BigSeismogramGivesIdenticalGathers) {
+  const std::string dirMem = m_dir.File("memory"), dirFile = m_dir.File("file");
+  CExampleJob job = SmallJob(dirMem, 2);
+  ASSERT_EQ(0, job.Write());
+  job.m_strDir = dirFile.c_str();
+  job.m_bBigSeismogram = true;
+  ASSERT_EQ(0, job.Write());
+  std::string out;
+  ASSERT_EQ(0, RunKelvo(dirMem, out)) << out;
+  ASSERT_EQ(0, RunKelvo(dirFile, out)) << out;
+  // The gathers really went through the spill file: the memory table counts one row.
+  EXPECT_NE(std::string::npos, out.find("Seismogram (n)=(9)")) << out;
+  for (char c : kComponents) {
+    const std::string a = ReadFile(Merged(dirMem, c)), b = ReadFile(Merged(dirFile, c));
+    ASSERT_GT(a.size(), 3600u) << c;
+    EXPECT_TRUE(a == b) << "component " << c << " differs";
+  }
+  // The spill files are gone after the run.
+  EXPECT_FALSE(COutputTestDir::Exists(dirFile + "/BigSeis-0(1).bin"));
+  EXPECT_FALSE(COutputTestDir::Exists(dirFile + "/BigSeis-0(2).bin"));
+}
+
+TEST_F(OutputJobTest, RecoveryComputesOnlyMissingShotsAndMergesAll) {
+  // A run stopped after shot 2 of 4: only its per-shot files are there.
+  CExampleJob job = SmallJob(m_dir.Path(), 4);
+  job.m_bMerge = false;
+  job.m_nFirstPoint = 1;
+  job.m_nLastPoint = 2;
+  ASSERT_EQ(0, job.Write());
+  std::string out;
+  ASSERT_EQ(0, RunKelvo(m_dir.Path(), out)) << out;
+  for (char c : kComponents) {
+    ASSERT_TRUE(COutputTestDir::Exists(PerShot(m_dir.Path(), c, 2))) << c;
+    ASSERT_FALSE(COutputTestDir::Exists(PerShot(m_dir.Path(), c, 3))) << c;
+  }
+  CSegyTestFile shot2 = CSegyTestFile::Read(PerShot(m_dir.Path(), 'z', 2));
+  ASSERT_TRUE(shot2.m_bOk);
+  EXPECT_EQ(9, shot2.m_nTraces);
+  EXPECT_EQ(102, shot2.Field(0, SEGY_TR_ENERGY_SOURCE_POINT));
+
+  // Restart over all shots with recovery.
+  job.m_bMerge = true;
+  job.m_bRecovery = true;
+  job.m_nFirstPoint = 0;
+  job.m_nLastPoint = 0;
+  ASSERT_EQ(0, job.WriteTask());
+  ASSERT_EQ(0, RunKelvo(m_dir.Path(), out)) << out;
+  EXPECT_NE(std::string::npos, out.find("Shot Point #1 is already calculated - skipped.")) << out;
+  EXPECT_NE(std::string::npos, out.find("Shot Point #2 is already calculated - skipped.")) << out;
+  EXPECT_EQ(std::string::npos, out.find("Shot Point #3 is already calculated")) << out;
+  EXPECT_EQ(std::string::npos, out.find("Shot Point #4 is already calculated")) << out;
+
+  CSegyTestFile f = CSegyTestFile::Read(Merged(m_dir.Path(), 'z'));
+  ASSERT_TRUE(f.m_bOk);
+  ASSERT_EQ(36, f.m_nTraces);
+  for (int t = 0; t < 36; t++)
+    EXPECT_EQ(101 + t / 9, f.Field(t, SEGY_TR_ENERGY_SOURCE_POINT)) << t;
+  // The traces of shot 2 are those of the first run.
+  for (int r = 0; r < 9; r++)
+    EXPECT_EQ(shot2.m_vData[r], f.m_vData[9 + r]) << r;
+}
+
+} // namespace
