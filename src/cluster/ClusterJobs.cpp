@@ -37,8 +37,6 @@ int CKelvoApp::MPI_RunMaster() {
     send_int(nNext++, vLeaders[i], TAG_JOB_SHOT);
     nBusy++;
   }
-  // Workers that got no first job (fewer jobs than workers) were stopped above.
-  u_Percent_master(nJobs, -1, 0, 0);
   int nFinished = 0;
   while (nBusy > 0) {
     int nValue = 0;

@@ -1,0 +1,83 @@
+#!/bin/bash
+# Whole jobs through the run driver: per-shot results left in place without
+# merging, a merge task over them, and the same job dealt out over MPI
+# workers, whose merged gathers must equal those of the merge task.
+# Arguments: path of the kelvo program, build directory.
+set -u
+KELVO=$(readlink -f "$1")
+MAKEJOB="$2/kelvo_make_job"
+if [ ! -x "$MAKEJOB" ]; then
+  echo "FAIL: job generator $MAKEJOB not built"
+  exit 1
+fi
+WORK=$(mktemp -d /tmp/kelvo_jobs_XXXXXX)
+trap 'rm -rf "$WORK"' EXIT
+export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 OMPI_MCA_rmaps_base_oversubscribe=1
+FAILS=0
+fail() {
+  echo "FAIL: $*"
+  FAILS=$((FAILS + 1))
+}
+expect_in() { grep -qF -- "$2" "$1" || fail "'$2' not in $1"; }
+
+COMPONENTS="x y z c"
+make_job() { # dir, extra options
+  local dir=$1
+  shift
+  "$MAKEJOB" --dir "$dir" --shots 3 --size 160,160,120 --record 0.06 "$@" >/dev/null 2>&1 || fail "job generator failed"
+}
+# Inserts lines right behind the [modeling] header of a job file.
+add_modeling_keys() { # file, text
+  sed -i "s/^\[modeling\]\$/[modeling]\n$2/" "$1"
+}
+
+# 1. Single process without merging: every shot leaves its four gathers.
+A="$WORK/single"
+make_job "$A" --merge 0
+(cd "$A" && timeout 300 "$KELVO" >out.txt 2>&1) || fail "single run: exit status $?"
+expect_in "$A/out.txt" "Simulation finished successfully."
+expect_in "$A/out.txt" "The program has finised with result 0."
+for s in 1 2 3; do
+  for c in $COMPONENTS; do
+    [ -s "$A/vp+Gath3DAPU$c-$s.sgy" ] || fail "single run: gather $c of shot $s missing"
+  done
+done
+ls "$A"/vp+Gath3DAPU?.sgy >/dev/null 2>&1 && fail "single run: merged although Merge=0"
+
+# 2. Merge task over them: merged files made, per-shot files kept.
+sed -i 's/^taskType=modeling/taskType=merge/' "$A/runtask.ini"
+add_modeling_keys "$A/runtask.ini" 'First Point=1\nLast Point=3'
+(cd "$A" && timeout 120 "$KELVO" >merge.txt 2>&1) || fail "merge task: exit status $?"
+expect_in "$A/merge.txt" "Merging component 'C'..."
+grep -q "MODELING STARTED" "$A/merge.txt" && fail "merge task computed shots"
+for c in $COMPONENTS; do
+  [ -s "$A/vp+Gath3DAPU$c.sgy" ] || fail "merge task: merged gather $c missing"
+  [ -s "$A/vp+Gath3DAPU$c-2.sgy" ] || fail "merge task: per-shot gather $c removed"
+done
+
+# 3. The same job dealt out to MPI workers, merged at the end, per-shot files removed.
+NCPU=$(nproc)
+if [ "$NCPU" -ge 2 ] && command -v mpirun >/dev/null; then
+  B="$WORK/cluster"
+  make_job "$B" --merge 1
+  printf '[optimization]\nthreads per process = %d\n' $((NCPU / 2)) >>"$B/runtask.ini"
+  (cd "$B" && timeout 300 mpirun --oversubscribe -np 4 "$KELVO" >out.txt 2>&1) || fail "cluster run: exit status $?"
+  expect_in "$B/out.txt" "{0}: Running as a Master Node! Assign jobs from 1 to 3"
+  expect_in "$B/out.txt" "--Node: rank 3, $(hostname), Passive"
+  expect_in "$B/out.txt" "{0}: Simulation finished successfully."
+  cat "$B"/Kelvo-1.log "$B"/Kelvo-2.log >"$B/workers.txt"
+  for s in 1 2 3; do
+    expect_in "$B/workers.txt" "Received to calculate shot #$s!"
+  done
+  [ "$(grep -c 'Received to calculate' "$B/workers.txt")" = 3 ] || fail "cluster run: a shot was computed twice"
+  for c in $COMPONENTS; do
+    cmp -s "$A/vp+Gath3DAPU$c.sgy" "$B/vp+Gath3DAPU$c.sgy" || fail "cluster run: gather $c differs from the single run"
+    ls "$B"/vp+Gath3DAPU$c-*.sgy >/dev/null 2>&1 && fail "cluster run: per-shot gathers $c left after merging"
+  done
+fi
+
+if [ $FAILS -ne 0 ]; then
+  echo "$FAILS check(s) failed"
+  exit 1
+fi
+echo "all job checks passed"
