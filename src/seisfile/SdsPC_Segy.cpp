@@ -6,12 +6,17 @@
 #include "SgyCodec.h"
 
 // Programming errors of callers stop the process with the condition named.
-#define SDS_ASSERT(cond)                                                                                               \
+// A caller that breaks a precondition is a programming error: name the
+// condition and stop.
+static void sds_assert_failed(const char* szCond, int nLine) {
+  fprintf(stderr, "Assertion failed: %s, file %s, line %d\n", szCond, "SdsPC", nLine);
+  u_Error("Assertion failed: %s, file %s, line %d\n", szCond, "SdsPC", nLine);
+  abort();
+}
+#define SDS_ASSERT(cond, text)                                                                                         \
   do {                                                                                                                 \
-    if (!(cond)) {                                                                                                     \
-      u_Error("Assertion failed: %s, file %s, line %d\n", #cond, "SdsPC", __LINE__);                                   \
-      abort();                                                                                                         \
-    }                                                                                                                  \
+    if (!(cond))                                                                                                       \
+      sds_assert_failed(text, __LINE__);                                                                               \
   } while (0)
 
 static const int s_traceSwap32[] = {0,  4,  8,  12, 16, 20, 24, 36,  40,  44,  48, 52,
@@ -219,8 +224,8 @@ int CSdsPC::GetTraceLenSDS(SGY_TRACEHEADER* h) {
 }
 
 bool CSdsPC::GetTraceHeader(int nTrace, SGY_TRACEHEADER& h, int bCheck) {
-  SDS_ASSERT(m_Type == SGY);
-  SDS_ASSERT(m_fp != (__null));
+  SDS_ASSERT(m_Type == SGY, "m_Type==SGY");
+  SDS_ASSERT(m_fp != nullptr, "m_fp!=(__null)");
   if (!m_pSR || nTrace < 0 || nTrace >= m_nTraceCount)
     return false;
   if (!SeekTo(m_fp, m_pSR[nTrace].m_nPos))
@@ -234,8 +239,8 @@ bool CSdsPC::GetTraceHeader(int nTrace, SGY_TRACEHEADER& h, int bCheck) {
 }
 
 bool CSdsPC::SetTraceHeader(int nTrace, SGY_TRACEHEADER& h, int /*bCheck*/) {
-  SDS_ASSERT(m_Type == SGY);
-  SDS_ASSERT(m_fp != (__null));
+  SDS_ASSERT(m_Type == SGY, "m_Type==SGY");
+  SDS_ASSERT(m_fp != nullptr, "m_fp!=(__null)");
   if (SizeOfPointSDS(&h) <= 0)
     return false;
   if (!m_pSR || nTrace < 0 || nTrace >= m_nTraceCount)

@@ -244,3 +244,21 @@ TEST(SdsPCRotate, LocalFrameAndGridSnapping) {
   EXPECT_NE(out.find("Rotate: coordinates have been converted."), std::string::npos);
   EXPECT_NE(out.find("(with step=25)"), std::string::npos);
 }
+
+TEST(SdsPCDeathTest, HeaderAccessNeedsAnOpenSegyFile) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  SGY_TRACEHEADER h;
+  EXPECT_DEATH(
+      {
+        CSdsPC s;
+        s.GetTraceHeader(0, h, 1);
+      },
+      "m_fp!=\\(__null\\)");
+  EXPECT_DEATH(
+      {
+        CSdsPC s;
+        s.m_Type = REC;
+        s.SetTraceHeader(0, h, 1);
+      },
+      "m_Type==SGY");
+}
