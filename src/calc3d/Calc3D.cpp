@@ -118,11 +118,3 @@ int CCalc3D::InitDecomposition() {
   }
   return 0;
 }
-
-// The exchange of points between depth slabs is not available in this
-// build: a group run stops here with a clear message.
-int CCalc3D::ValidateSurveyGeometryDistributed() {
-  u_Error("Error! Survey Geometry failure. Depth decomposition is not supported by this "
-          "build.\n");
-  return -30;
-}
