@@ -29,8 +29,8 @@ std::vector<CString> CSdsPC::arPathSubst;
 const char* CSdsPC::COMPONENT_ALPHABET = "PQRZXCSTVDELFN";
 
 CSdsPC::CSdsPC() : m_pSR(nullptr), m_fp(nullptr) {
-  SetDefaultInfo();
   Reset();
+  SetDefaultInfo(); // the rows of a SEG-Y file until a file says otherwise
 }
 
 CSdsPC::~CSdsPC() { Reset(); }
