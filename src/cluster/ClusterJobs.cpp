@@ -14,6 +14,10 @@ static void send_int(int nValue, int nDest, int nTag) { MPI_Send(&nValue, 1, MPI
 
 int CKelvoApp::MPI_RunMaster() {
   const int nWorkers = m_nSize - 1;
+  if (m_nGroupSize > 1)
+    u_Warning("Warning! Groups of %d processes are not supported by this build; every worker computes whole "
+              "shots.\n",
+              m_nGroupSize);
   m_nGroupSize = 1;
   std::vector<int> vLeaders;
   for (int w = 1; w <= nWorkers; w++) {

@@ -81,6 +81,18 @@ if [ "$NCPU" -ge 2 ] && command -v mpirun >/dev/null; then
     cmp -s "$A/vp+Gath3DAPU$c.sgy" "$B/vp+Gath3DAPU$c.sgy" || fail "cluster run: gather $c differs from the single run"
     ls "$B"/vp+Gath3DAPU$c-*.sgy >/dev/null 2>&1 && fail "cluster run: per-shot gathers $c left after merging"
   done
+
+  # A shot that fails on a worker stops the run: the master reports it, every process exits.
+  F="$WORK/failing"
+  make_job "$F"
+  sed -i 's/^Model Name=vp.sgy/Model Name=missing.sgy/' "$F/runtask.ini"
+  printf '[optimization]\nthreads per process = %d\n' $((NCPU / 2)) >>"$F/runtask.ini"
+  (cd "$F" && timeout 120 mpirun --oversubscribe -np 4 "$KELVO" >out.txt 2>&1)
+  rc=$?
+  [ $rc -ne 0 ] && [ $rc -ne 124 ] || fail "failing run: exit status $rc"
+  expect_in "$F/out.txt" "Simulation failed!"
+  expect_in "$F/out.txt" "The program has finised with result -2."
+  grep -q "Simulation finished successfully" "$F/out.txt" && fail "failing run reported success"
 fi
 
 if [ $FAILS -ne 0 ]; then
