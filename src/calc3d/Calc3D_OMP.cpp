@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <new>
 
@@ -18,6 +19,32 @@ float* NewZeroed(size_t n) {
   if (n == 0)
     return nullptr;
   return new float[n]();
+}
+
+// Large blocks come page-aligned from the allocator, so that the same index
+// of all arrays falls into the same cache set and the streams of a step evict
+// each other. Wavefield and PML blocks are therefore shifted by a different
+// number of cache lines each; the shift is kept in the float before the block.
+const size_t kShiftStep = 80; // floats: 320 bytes, 12 distinct positions in 4 KB
+const int kShiftSlots = 12;
+
+float* NewShifted(size_t n, int& nSlot) {
+  if (n == 0)
+    return nullptr;
+  const size_t nShift = 16 + kShiftStep * (size_t)(nSlot++ % kShiftSlots);
+  float* pRaw = new float[n + nShift]();
+  const uint32_t u = (uint32_t)nShift;
+  std::memcpy(pRaw + nShift - 1, &u, sizeof(u));
+  return pRaw + nShift;
+}
+
+void FreeShifted(float*& p) {
+  if (!p)
+    return;
+  uint32_t u;
+  std::memcpy(&u, p - 1, sizeof(u));
+  delete[](p - u);
+  p = nullptr;
 }
 
 void ZeroArray(float* p, size_t n) {
@@ -158,27 +185,28 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
               "available.\n",
               R, fAvail);
 
+  int nSlot = 0;
   try {
     m_pK = NewZeroed(m);
     m_pB = NewZeroed(m);
     if (L > 0) {
       m_pVisco = NewZeroed(3 * (size_t)L * m);
-      m_pViscoG = NewZeroed(6 * (size_t)L * m);
+      m_pViscoG = NewShifted(6 * (size_t)L * m, nSlot);
     }
     if (bQ)
       m_pQ = NewZeroed(m);
     m_pPlane = NewZeroed(nPlane);
-    m_pVx = NewZeroed(m);
-    m_pVy = NewZeroed(m);
-    m_pVz = NewZeroed(m);
-    m_pTxx = NewZeroed(m);
+    m_pVx = NewShifted(m, nSlot);
+    m_pVy = NewShifted(m, nSlot);
+    m_pVz = NewShifted(m, nSlot);
+    m_pTxx = NewShifted(m, nSlot);
     if (nMethod > METHOD_ACOUSTIC) {
       m_pMu = NewZeroed(m);
-      m_pTyy = NewZeroed(m);
-      m_pTzz = NewZeroed(m);
-      m_pTxy = NewZeroed(m);
-      m_pTxz = NewZeroed(m);
-      m_pTyz = NewZeroed(m);
+      m_pTyy = NewShifted(m, nSlot);
+      m_pTzz = NewShifted(m, nSlot);
+      m_pTxy = NewShifted(m, nSlot);
+      m_pTxz = NewShifted(m, nSlot);
+      m_pTyz = NewShifted(m, nSlot);
     }
     if (nMethod > METHOD_ELASTIC && m_pApp) {
       if (!m_pApp->m_strAnisEpsilon.IsEmpty())
@@ -211,13 +239,13 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
     }
     if (m_bPML) {
       for (int k = 0; k < 8; k++) {
-        m_pPmlCoefX[k] = NewZeroed(m_nPmlCountX);
-        m_pPmlCoefY[k] = NewZeroed(m_nPmlCountY);
-        m_pPmlCoefZ[k] = NewZeroed(m_nPmlCountZ);
+        m_pPmlCoefX[k] = NewShifted(m_nPmlCountX, nSlot);
+        m_pPmlCoefY[k] = NewShifted(m_nPmlCountY, nSlot);
+        m_pPmlCoefZ[k] = NewShifted(m_nPmlCountZ, nSlot);
       }
       const int nMem = GetPmlMemCount();
       for (int k = 0; k < nMem; k++)
-        m_pPmlMem[k] = NewZeroed(GetPmlMemSize(k));
+        m_pPmlMem[k] = NewShifted(GetPmlMemSize(k), nSlot);
     }
   } catch (const std::bad_alloc&) {
     u_Error("Error! Not enough memory. Please, try to increase spatial steps.\n");
@@ -244,14 +272,14 @@ int CCalc3D_OMP::FreeMemory(bool bModel, bool bWave, bool bSeismogram, bool bTim
   if (bWave) {
     float** wave[] = {&m_pVx, &m_pVy, &m_pVz, &m_pTxx, &m_pTyy, &m_pTzz, &m_pTxy, &m_pTxz, &m_pTyz, &m_pViscoG};
     for (float** p : wave)
-      FreeArray(*p);
+      FreeShifted(*p);
     for (int k = 0; k < 8; k++) {
-      FreeArray(m_pPmlCoefX[k]);
-      FreeArray(m_pPmlCoefY[k]);
-      FreeArray(m_pPmlCoefZ[k]);
+      FreeShifted(m_pPmlCoefX[k]);
+      FreeShifted(m_pPmlCoefY[k]);
+      FreeShifted(m_pPmlCoefZ[k]);
     }
     for (int k = 0; k < PML_MEM_COUNT; k++)
-      FreeArray(m_pPmlMem[k]);
+      FreeShifted(m_pPmlMem[k]);
   }
   if (bSeismogram) {
     FreeArray(m_pSeisX);

@@ -49,7 +49,9 @@ public:
   int PropagateAcoWaveUGeneric(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
   int PropagateAcoWaveTauGeneric(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
 
-  // Wavefields. In the acoustic method m_pTxx is the pressure.
+  // Wavefields. In the acoustic method m_pTxx is the pressure. Wavefield,
+  // visco-memory and PML blocks are placed at shifted offsets inside their
+  // allocation (see Calc3D_OMP.cpp): only FreeMemory releases them.
   float* m_pVx = nullptr;
   float* m_pVy = nullptr;
   float* m_pVz = nullptr;

@@ -121,9 +121,9 @@ inline void PmlPoint(const AcoCtx& c, int z, int y, int x, float& dx, float& dy,
 // General velocity update of one point.
 inline void UPoint(const AcoCtx& c, int z, int y, int x) {
   const size_t idx = ((size_t)z * c.ny + y) * c.nx + x;
-  float dx = fd::DMinus(c.p, idx, 1);
-  float dy = fd::DMinus(c.p, idx, c.sy);
-  float dz = fd::DMinus(c.p, idx, c.sz);
+  float dx = fd::DMinus(c.p + idx, (ptrdiff_t)1);
+  float dy = fd::DMinus(c.p + idx, (ptrdiff_t)c.sy);
+  float dz = fd::DMinus(c.p + idx, (ptrdiff_t)c.sz);
   if (c.pml) {
     PmlPoint(c, z, y, x, dx, dy, dz);
   } else {
@@ -143,9 +143,9 @@ inline void UPoint(const AcoCtx& c, int z, int y, int x) {
 // General pressure update of one point.
 inline void TauPoint(const AcoCtx& c, int z, int y, int x) {
   const size_t idx = ((size_t)z * c.ny + y) * c.nx + x;
-  float dx = fd::DPlus(c.vx, idx, 1);
-  float dy = fd::DPlus(c.vy, idx, c.sy);
-  float dz = fd::DPlus(c.vz, idx, c.sz);
+  float dx = fd::DPlus(c.vx + idx, (ptrdiff_t)1);
+  float dy = fd::DPlus(c.vy + idx, (ptrdiff_t)c.sy);
+  float dz = fd::DPlus(c.vz + idx, (ptrdiff_t)c.sz);
   if (c.pml)
     PmlPoint(c, z, y, x, dx, dy, dz);
   c.p[idx] += c.k[idx] * (dx + dy + dz);
@@ -161,76 +161,77 @@ inline void TauPoint(const AcoCtx& c, int z, int y, int x) {
 // y or z side applies to the whole row. DAMP: taper by fac[x] before the update.
 template <int XS, bool YP, bool ZP, bool DAMP>
 void URow(float* __restrict vx, float* __restrict vy, float* __restrict vz, const float* __restrict p,
-          const float* __restrict b, size_t row, size_t sy, size_t sz, int xs, int xe, PmlLine lx, PmlLine ly,
-          PmlLine lz, const float* __restrict fac) {
-  float* __restrict mx = lx.m;
-  const float* __restrict ax = lx.a;
-  const float* __restrict bx = lx.b;
-  float* __restrict my = ly.m;
-  const float* __restrict ay = ly.a;
-  const float* __restrict by = ly.b;
-  float* __restrict mz = lz.m;
-  const float* __restrict az = lz.a;
-  const float* __restrict bz = lz.b;
-  const ptrdiff_t ox = lx.off, oy = ly.off, oz = lz.off;
-  for (int x = xs; x <= xe; x++) {
-    const size_t idx = row + x;
-    float dx = fd::DMinus(p, idx, 1);
-    float dy = fd::DMinus(p, idx, sy);
-    float dz = fd::DMinus(p, idx, sz);
+          const float* __restrict b, size_t row, ptrdiff_t sy, ptrdiff_t sz, ptrdiff_t xs, ptrdiff_t xe, PmlLine lx,
+          PmlLine ly, PmlLine lz, const float* __restrict fac) {
+  vx += row, vy += row, vz += row, p += row, b += row;
+  float* __restrict mx = lx.m + lx.off;
+  const float* __restrict ax = lx.a + lx.off;
+  const float* __restrict bx = lx.b + lx.off;
+  float* __restrict my = ly.m + ly.off;
+  const float* __restrict ay = ly.a + ly.off;
+  const float* __restrict by = ly.b + ly.off;
+  float* __restrict mz = lz.m + lz.off;
+  const float* __restrict az = lz.a + lz.off;
+  const float* __restrict bz = lz.b + lz.off;
+#pragma omp simd
+  for (ptrdiff_t x = xs; x <= xe; x++) {
+    float dx = fd::DMinus(p + x, 1);
+    float dy = fd::DMinus(p + x, sy);
+    float dz = fd::DMinus(p + x, sz);
     if (XS != 0) {
-      const ptrdiff_t e = XS == 1 ? ox + x : ox - x;
+      const ptrdiff_t e = XS == 1 ? x : -x;
       dx = fd::PmlCorrect(dx, mx[e], ax[e], bx[e]);
     }
     if (YP)
-      dy = fd::PmlCorrect(dy, my[oy + x], ay[oy + x], by[oy + x]);
+      dy = fd::PmlCorrect(dy, my[x], ay[x], by[x]);
     if (ZP)
-      dz = fd::PmlCorrect(dz, mz[oz + x], az[oz + x], bz[oz + x]);
+      dz = fd::PmlCorrect(dz, mz[x], az[x], bz[x]);
+    float ux = vx[x], uy = vy[x], uz = vz[x];
     if (DAMP) {
       const float f = fac[x];
-      vx[idx] *= f;
-      vy[idx] *= f;
-      vz[idx] *= f;
+      ux *= f;
+      uy *= f;
+      uz *= f;
     }
-    const float bb = b[idx];
-    vx[idx] += bb * dx;
-    vy[idx] += bb * dy;
-    vz[idx] += bb * dz;
+    const float bb = b[x];
+    vx[x] = ux + bb * dx;
+    vy[x] = uy + bb * dy;
+    vz[x] = uz + bb * dz;
   }
 }
 
 // Pressure update of a row piece; as URow, with the taper after the update.
 template <int XS, bool YP, bool ZP, bool DAMP>
 void TauRow(const float* __restrict vx, const float* __restrict vy, const float* __restrict vz, float* __restrict p,
-            const float* __restrict k, size_t row, size_t sy, size_t sz, int xs, int xe, PmlLine lx, PmlLine ly,
-            PmlLine lz, const float* __restrict fac) {
-  float* __restrict mx = lx.m;
-  const float* __restrict ax = lx.a;
-  const float* __restrict bx = lx.b;
-  float* __restrict my = ly.m;
-  const float* __restrict ay = ly.a;
-  const float* __restrict by = ly.b;
-  float* __restrict mz = lz.m;
-  const float* __restrict az = lz.a;
-  const float* __restrict bz = lz.b;
-  const ptrdiff_t ox = lx.off, oy = ly.off, oz = lz.off;
-  for (int x = xs; x <= xe; x++) {
-    const size_t idx = row + x;
-    float dx = fd::DPlus(vx, idx, 1);
-    float dy = fd::DPlus(vy, idx, sy);
-    float dz = fd::DPlus(vz, idx, sz);
+            const float* __restrict k, size_t row, ptrdiff_t sy, ptrdiff_t sz, ptrdiff_t xs, ptrdiff_t xe, PmlLine lx,
+            PmlLine ly, PmlLine lz, const float* __restrict fac) {
+  vx += row, vy += row, vz += row, p += row, k += row;
+  float* __restrict mx = lx.m + lx.off;
+  const float* __restrict ax = lx.a + lx.off;
+  const float* __restrict bx = lx.b + lx.off;
+  float* __restrict my = ly.m + ly.off;
+  const float* __restrict ay = ly.a + ly.off;
+  const float* __restrict by = ly.b + ly.off;
+  float* __restrict mz = lz.m + lz.off;
+  const float* __restrict az = lz.a + lz.off;
+  const float* __restrict bz = lz.b + lz.off;
+#pragma omp simd
+  for (ptrdiff_t x = xs; x <= xe; x++) {
+    float dx = fd::DPlus(vx + x, 1);
+    float dy = fd::DPlus(vy + x, sy);
+    float dz = fd::DPlus(vz + x, sz);
     if (XS != 0) {
-      const ptrdiff_t e = XS == 1 ? ox + x : ox - x;
+      const ptrdiff_t e = XS == 1 ? x : -x;
       dx = fd::PmlCorrect(dx, mx[e], ax[e], bx[e]);
     }
     if (YP)
-      dy = fd::PmlCorrect(dy, my[oy + x], ay[oy + x], by[oy + x]);
+      dy = fd::PmlCorrect(dy, my[x], ay[x], by[x]);
     if (ZP)
-      dz = fd::PmlCorrect(dz, mz[oz + x], az[oz + x], bz[oz + x]);
-    float v = p[idx] + k[idx] * (dx + dy + dz);
+      dz = fd::PmlCorrect(dz, mz[x], az[x], bz[x]);
+    float v = p[x] + k[x] * (dx + dy + dz);
     if (DAMP)
       v *= fac[x];
-    p[idx] = v;
+    p[x] = v;
   }
 }
 

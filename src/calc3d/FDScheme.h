@@ -28,14 +28,15 @@ namespace fd {
 constexpr float kBeta1 = 1.125f;
 constexpr float kBeta2 = -0.041666668f;
 
-// Backward difference: the result sits half a cell before index i.
-FD_HD inline float DMinus(const float* FD_RESTRICT f, size_t i, size_t st) {
-  return kBeta1 * (f[i] - f[i - st]) + kBeta2 * (f[i + st] - f[i - 2 * st]);
+// Backward difference at the element f points to, with stride st: the result
+// sits half a cell before it.
+FD_HD inline float DMinus(const float* FD_RESTRICT f, ptrdiff_t st) {
+  return kBeta1 * (f[0] - f[-st]) + kBeta2 * (f[st] - f[-2 * st]);
 }
 
-// Forward difference: the result sits half a cell after index i.
-FD_HD inline float DPlus(const float* FD_RESTRICT f, size_t i, size_t st) {
-  return kBeta1 * (f[i + st] - f[i]) + kBeta2 * (f[i + 2 * st] - f[i - st]);
+// Forward difference: the result sits half a cell after the element.
+FD_HD inline float DPlus(const float* FD_RESTRICT f, ptrdiff_t st) {
+  return kBeta1 * (f[st] - f[0]) + kBeta2 * (f[2 * st] - f[-st]);
 }
 
 // Convolutional PML recursion on one derivative: the memory variable follows

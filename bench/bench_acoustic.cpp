@@ -1,0 +1,160 @@
+// Throughput of the host acoustic step against the memory bandwidth.
+//
+// Times one velocity and one pressure half-step with 1 and 2 threads:
+// the interior loop alone and the whole step with the taper frame on a 256^3
+// grid, and the whole step with PML next to the interior loop on a 200^3
+// grid. The bandwidth is measured in the same run by a read-modify-write
+// loop over arrays far larger than the caches; each step figure is then
+// given as its share of the bound at 56 bytes a cell update (read P, B, Vx,
+// Vy, Vz and K, write Vx, Vy, Vz and P, each 4 bytes).
+#include <omp.h>
+#include <xmmintrin.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "calc3d/Calc3D_OMP.h"
+
+namespace {
+
+const double kBytesPerCell = 56.0;
+
+double Now() { return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count(); }
+
+// GB/s of b[i] += s * a[i], counted as 12 bytes an element, best of `reps`.
+double MeasureBandwidth(int nThreads, size_t n, int reps) {
+  float* a = new float[n];
+  float* b = new float[n];
+#pragma omp parallel for schedule(static) num_threads(nThreads)
+  for (long long i = 0; i < (long long)n; i++) {
+    a[i] = 1.0f;
+    b[i] = 0.0f;
+  }
+  double best = 1e30;
+  for (int r = 0; r < reps; r++) {
+    const float s = 1e-6f * (r + 1);
+    const double t0 = Now();
+#pragma omp parallel for schedule(static) num_threads(nThreads)
+    for (long long i = 0; i < (long long)n; i++)
+      b[i] += s * a[i];
+    best = std::min(best, Now() - t0);
+  }
+  volatile float sink = b[n / 2];
+  (void)sink;
+  delete[] a;
+  delete[] b;
+  return 12.0 * n / best / 1e9;
+}
+
+// A grid of constant coefficients with small noise in the fields.
+void Setup(CCalc3D_OMP& c, int n, bool bPml, int nFrame) {
+  c.m_pApp = nullptr; // acoustic
+  c.m_bPML = bPml;
+  c.m_nFrame = nFrame;
+  c.m_nPML = 21;
+  c.m_nStart = 2;
+  c.m_nNx = c.m_nNy = c.m_nNz = c.m_nNzAll = n;
+  c.m_nZ0 = 0;
+  c.m_nZ1 = n - 1;
+  c.m_fH = 10;
+  c.m_fDt = 0.001;
+  c.m_Signal.m_fFrequency = 20;
+  if (c.AllocateMemory(false, true) != 0) {
+    std::fprintf(stderr, "allocation failed\n");
+    std::exit(1);
+  }
+  const size_t m = c.GetCubeSize();
+  for (size_t i = 0; i < m; i++) {
+    c.m_pK[i] = 3000.0f; // a velocity for the PML profile
+    c.m_pB[i] = 0.3f;
+  }
+  if (bPml)
+    c.InitPMLProfile();
+  for (size_t i = 0; i < m; i++) {
+    c.m_pK[i] = 0.3f;
+    c.m_pTxx[i] = (float)((i * 2654435761u) % 1000) * 1e-3f;
+    c.m_pVx[i] = c.m_pVy[i] = c.m_pVz[i] = 0.0f;
+  }
+  for (int i = 0; i < 38; i++)
+    c.m_fDamp[i] = i == 0 ? 0.0f : 0.99f;
+}
+
+// Best time of one whole step (both halves) over `reps` steps.
+double TimeStep(CCalc3D_OMP& c, int nThreads, int reps) {
+  omp_set_num_threads(nThreads);
+  const int s = c.m_nStart;
+  const int z1 = c.m_nNz - s - 1, y1 = c.m_nNy - s - 1, x1 = c.m_nNx - s - 1;
+  c.PropagateAcoWaveU(s, s, s, z1, y1, x1); // warm-up
+  c.PropagateAcoWaveTau(s, s, s, z1, y1, x1);
+  double best = 1e30;
+  for (int r = 0; r < reps; r++) {
+    const double t0 = Now();
+    c.PropagateAcoWaveU(s, s, s, z1, y1, x1);
+    c.PropagateAcoWaveTau(s, s, s, z1, y1, x1);
+    best = std::min(best, Now() - t0);
+  }
+  return best;
+}
+
+struct Result {
+  const char* name;
+  int threads;
+  double mcells; // million cell updates a second
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+  // Flush denormals to zero as the program does at start.
+  _mm_setcsr(_mm_getcsr() | 0x8040);
+  const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 5;
+  const size_t nStream = 48u << 20; // 2 x 192 MB
+
+  std::printf("Host acoustic step benchmark (%d repetitions, best taken)\n\n", reps);
+  double bw[3] = {0, 0, 0};
+  for (int t = 1; t <= 2; t++) {
+    bw[t] = MeasureBandwidth(t, nStream, reps + 2);
+    std::printf("Bandwidth b[i] += s*a[i], %d thread(s): %.2f GB/s -> bound %.0f Mcell/s at %.0f B/cell\n", t, bw[t],
+                bw[t] * 1e3 / kBytesPerCell, kBytesPerCell);
+  }
+  std::printf("\n");
+
+  std::vector<Result> res;
+  auto run = [&](const char* name, int n, bool bPml, int nFrame) {
+    CCalc3D_OMP c;
+    Setup(c, n, bPml, nFrame);
+    const int s = c.m_nStart;
+    const double cells = (double)(n - 2 * s) * (n - 2 * s) * (n - 2 * s);
+    for (int t = 1; t <= 2; t++) {
+      const double sec = TimeStep(c, t, reps);
+      res.push_back({name, t, cells / sec / 1e6});
+      const double share = res.back().mcells / (bw[t] * 1e3 / kBytesPerCell);
+      std::printf("%-34s %d thread(s): %8.2f ms/step %8.1f Mcell/s  %5.1f%% of bound\n", name, t, sec * 1e3,
+                  res.back().mcells, 100.0 * share);
+      std::fflush(stdout);
+    }
+  };
+  run("256^3 interior loop alone", 256, false, 0);
+  run("256^3 whole step, taper frame 38", 256, false, 38);
+  run("200^3 interior loop alone", 200, false, 0);
+  run("200^3 whole step, PML 21", 200, true, 26);
+
+  std::printf("\nPML cost per step against the interior loop on 200^3:\n");
+  for (int t = 1; t <= 2; t++) {
+    double inner = 0, pml = 0;
+    for (const Result& r : res) {
+      if (r.threads != t)
+        continue;
+      if (std::strstr(r.name, "200^3 interior"))
+        inner = r.mcells;
+      if (std::strstr(r.name, "PML"))
+        pml = r.mcells;
+    }
+    std::printf("  %d thread(s): +%.1f%% time\n", t, 100.0 * (inner / pml - 1.0));
+  }
+  return 0;
+}
