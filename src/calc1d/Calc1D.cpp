@@ -76,6 +76,8 @@ void CCalc1D::FreeMemory() {
 int CCalc1D::InitModel() { return 0; }
 
 int CCalc1D::Calculate() {
-  u_Warning("Warning! Vertical incidence traces are not computed by this build.\n");
-  return 0;
+  // The trace computation is not part of this build: fail rather than
+  // report a success that wrote no traces.
+  u_Error("Error! Vertical incidence traces cannot be computed by this build.\n");
+  return -1;
 }

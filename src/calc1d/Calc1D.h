@@ -1,6 +1,6 @@
 // Calculation object of vertical-incidence (1-D) modelling. This build reads
 // its settings and checks them; the trace computation itself is not part of
-// it, so its operations leave the run with no output.
+// it: Calculate reports that and fails.
 #pragma once
 
 #include <vector>
