@@ -168,6 +168,16 @@ int CExampleJob::WriteTask() const {
   fprintf(fp, "\n[Mesh]\ndx=%g\ndt=%g\n", m_fH, m_fDt);
   fprintf(fp, "\n[Source]\nType=0\nFrequency=%g\n", m_fFrequency);
   fprintf(fp, "\n[MPI]\nBig Seismogram=%d\n", m_bBigSeismogram ? 1 : 0);
+  if (m_nTimeFieldType != 0) {
+    fprintf(fp, "\n[Time]\nType=%d\n", m_nTimeFieldType);
+    if (m_fTimeStep > 0)
+      fprintf(fp, "dx=%g\n", m_fTimeStep);
+  }
+  if (!m_strSnap3DTimes.IsEmpty() && !m_strSnap3DComponents.IsEmpty()) {
+    const double step = m_fSnap3DStep > 0 ? m_fSnap3DStep : m_fH;
+    fprintf(fp, "\n[3DSnapshot]\nShots=0\nTimes=%s\nComponents=%s\ndx=%g\ndy=%g\ndz=%g\n",
+            (const char*)m_strSnap3DTimes, (const char*)m_strSnap3DComponents, step, step, step);
+  }
   if (m_nThreads > 0)
     fprintf(fp, "\n[optimization]\nthreads per process=%d\n", m_nThreads);
   if (fclose(fp) != 0) {

@@ -49,6 +49,14 @@ public:
   int m_nFirstPoint = 0, m_nLastPoint = 0; // 0: all shots
   int m_nThreads = 0;                      // 0: all processors
   CString m_strOutputDir;
+  // Optional products: arrival-time cubes (bit 0 max energy, bit 1 max
+  // divergence) on a grid of the given step, and 3-D snapshots of the listed
+  // components at the listed times (seconds, separated by blanks).
+  int m_nTimeFieldType = 0;
+  double m_fTimeStep = 0; // 0: the grid step
+  CString m_strSnap3DTimes;
+  CString m_strSnap3DComponents;
+  double m_fSnap3DStep = 0; // 0: the grid step
 
   // File names inside the job directory.
   static const char* VP_FILE;

@@ -174,4 +174,68 @@ TEST_F(OutputJobTest, RecoveryComputesOnlyMissingShotsAndMergesAll) {
     EXPECT_EQ(shot2.m_vData[r], f.m_vData[9 + r]) << r;
 }
 
+TEST_F(OutputJobTest, TimeFieldsMergeAndSnapshotCubesAreWritten) {
+  CExampleJob job = SmallJob(m_dir.Path(), 2);
+  job.m_nTimeFieldType = 3;
+  job.m_fTimeStep = 20;
+  job.m_strSnap3DTimes = "0.04 0.08";
+  job.m_strSnap3DComponents = "CZ";
+  job.m_fSnap3DStep = 20;
+  ASSERT_EQ(0, job.Write());
+  std::string out;
+  ASSERT_EQ(0, RunKelvo(m_dir.Path(), out)) << out;
+
+  // Time-field grid: 160 x 160 x 120 m at 20 m gives 9 x 9 columns of 7 samples.
+  for (const char* szType : {"MaxEnergy", "MaxDiv"}) {
+    const std::string name = m_dir.Path() + "/vp+Time3DAPU(" + szType + ")";
+    EXPECT_FALSE(COutputTestDir::Exists(name + "-1.sgy")) << szType;
+    CSegyTestFile f = CSegyTestFile::Read(name + ".sgy");
+    ASSERT_TRUE(f.m_bOk) << szType;
+    ASSERT_EQ(162, f.m_nTraces) << szType;
+    ASSERT_EQ(7, f.m_nSamples) << szType;
+    for (int t = 0; t < f.m_nTraces; t++) {
+      const int s = t / 81 + 1, x = t % 9, y = (t % 81) / 9;
+      EXPECT_EQ(s, f.Field(t, SEGY_TR_ENERGY_SOURCE_POINT)) << t;
+      EXPECT_EQ(20 * x, f.Field(t, SEGY_TR_GROUP_X)) << t;
+      EXPECT_EQ(20 * y, f.Field(t, SEGY_TR_GROUP_Y)) << t;
+    }
+    // At shot depth (sample 1), mid y (row 4): the column next to the shot is
+    // reached before the one 80 m away. Shot 1 stands near x = 50, shot 2 near 110.
+    const int row = 4 * 9;
+    EXPECT_LT(f.m_vData[row + 2][1], f.m_vData[row + 6][1]) << szType;
+    EXPECT_LT(f.m_vData[81 + row + 6][1], f.m_vData[81 + row + 2][1]) << szType;
+    EXPECT_GT(f.m_vData[row + 2][1], 0.0f) << szType;
+  }
+
+  // 3-D snapshots: one file per shot, component and listed time, 8 x 8
+  // columns of 6 samples at a 20 m step.
+  for (int s = 1; s <= 2; s++) {
+    std::vector<float> previous;
+    for (const char* szTime : {"0.04", "0.08"}) {
+      for (char c : {'c', 'z'}) {
+        const std::string name =
+            m_dir.Path() + "/vp+3DSnap3DAPU" + c + "(t=" + szTime + ")-" + std::to_string(s) + ".sgy";
+        CSegyTestFile f = CSegyTestFile::Read(name);
+        ASSERT_TRUE(f.m_bOk) << name;
+        ASSERT_EQ(64, f.m_nTraces) << name;
+        ASSERT_EQ(6, f.m_nSamples) << name;
+        EXPECT_EQ(20 * 7, f.Field(63, SEGY_TR_GROUP_X)) << name;
+        EXPECT_EQ(20 * 7, f.Field(63, SEGY_TR_GROUP_Y)) << name;
+        float fMax = 0;
+        std::vector<float> all;
+        for (const auto& tr : f.m_vData)
+          for (float v : tr) {
+            fMax = std::max(fMax, std::fabs(v));
+            all.push_back(v);
+          }
+        EXPECT_GT(fMax, 0.0f) << name;
+        if (c == 'c') {
+          EXPECT_NE(previous, all) << name; // the wave moved on between the two times
+          previous = all;
+        }
+      }
+    }
+  }
+}
+
 } // namespace
