@@ -1,10 +1,13 @@
-// Deal-out of shots over the processes of MPI_COMM_MT: the master hands out
-// one shot at a time to whichever worker reports back first; every worker
-// computes whole shots by itself (no depth decomposition in this build).
+// Deal-out of shots over the processes of MPI_COMM_MT. The master measures
+// the memory a shot needs, forms groups of workers that share a shot by depth
+// when one node is not enough, and hands out one shot at a time to whichever
+// group reports back first. Workers run the shot pipeline of the driver.
 #include <mpi.h>
 
+#include <algorithm>
 #include <vector>
 
+#include "calc3d/Calc3D.h"
 #include "common.h"
 #include "run/KelvoApp.h"
 
@@ -12,35 +15,130 @@ enum { TAG_JOB_SHOT = 30, TAG_JOB_DONE = 31, TAG_JOB_PLACE = 32 };
 
 static void send_int(int nValue, int nDest, int nTag) { MPI_Send(&nValue, 1, MPI_INT, nDest, nTag, MPI_COMM_MT); }
 
+static void send_place(int nSize, int nRank, int nDest) {
+  int place[2] = {nSize, nRank};
+  MPI_Send(place, 2, MPI_INT, nDest, TAG_JOB_PLACE, MPI_COMM_MT);
+}
+
+// Memory figure in MB rounded up to the next ten.
+static int round_up_mb(double f) { return ((int)(f / 10) + 1) * 10; }
+
+static void print_memory(const char* szLabel, double f) {
+  if (f < 100)
+    u_Print("%s< 100 MB\n", szLabel);
+  else
+    u_Print("%s= %d MB\n", szLabel, round_up_mb(f));
+}
+
 int CKelvoApp::MPI_RunMaster() {
   const int nWorkers = m_nSize - 1;
-  if (m_nGroupSize > 1)
-    u_Warning("Warning! Groups of %d processes are not supported by this build; every worker computes whole "
-              "shots.\n",
-              m_nGroupSize);
-  m_nGroupSize = 1;
-  std::vector<int> vLeaders;
-  for (int w = 1; w <= nWorkers; w++) {
-    int place[2] = {1, 0};
-    MPI_Send(place, 2, MPI_INT, w, TAG_JOB_PLACE, MPI_COMM_MT);
-    vLeaders.push_back(w);
+  CCalc3D* pCalc = m_pCalc3D;
+
+  // 1. Memory probe on every tenth shot.
+  u_Print("Probing for maximum needed memory for the simulation...\n");
+  double fNeed = 0;
+  for (int s = m_nCurPoint; s <= m_nLastPoint; s += 10) {
+    int rc = pCalc->GenerateSignal();
+    if (rc == 0) {
+      rc = pCalc->PrepareSource(s, m_Survey, true);
+      if (rc == CALC_SHOT_OUTSIDE)
+        continue;
+    }
+    if (rc == 0)
+      rc = pCalc->AllocateMemory(true, true);
+    if (rc != 0) {
+      for (int w = 1; w <= nWorkers; w++)
+        send_place(-1, -1, w);
+      return -1;
+    }
+    fNeed = std::max(fNeed, m_fMemRequired);
   }
-  u_Print("Running as a Master Node! Assign jobs from %d to %d\n", m_nCurPoint, m_nLastPoint);
+
+  // 2, 3. Group size.
+  double fAvail = m_fMemAvailable * 0.9;
+  if (m_nMemoryLimit > 0) {
+    u_Warning("Memory limit is set. Assuming %d MB available per node instead of actual %g MB\n", m_nMemoryLimit,
+              m_fMemAvailable);
+    fAvail = m_nMemoryLimit;
+  }
+  int g = 1;
+  if (fNeed > fAvail && fAvail > 0)
+    g = (int)(fNeed / fAvail) + 1;
+  if (m_nGroupSize > 0)
+    g = m_nGroupSize;
+  m_nGroupSize = g;
+  const int nGroups = nWorkers / g;
+
+  std::vector<int> vLeaders;
+  if (g == 1) {
+    // 4. Every worker computes whole shots.
+    for (int w = 1; w <= nWorkers; w++) {
+      vLeaders.push_back(w);
+      send_place(1, 0, w);
+    }
+  } else {
+    // 5. Report of the partition.
+    u_LinePrint(" MPI Distributed Computing ");
+    if (fAvail > 0) {
+      print_memory("Maximum Total Memory Needed   ", fNeed);
+      print_memory("Memory Available on each Node ", fAvail);
+      print_memory("Maximum Memory Per Node       ", fNeed / g);
+    }
+    u_Print("MPI Total Number of Nodes     = %d\n", nWorkers);
+    u_Print("MPI Nodes Per Group           = %d\n", g);
+    if (g > nWorkers) {
+      u_Error("Error! Total cluster memory on %d nodes is not enough to run the computations.\nPlease, either "
+              "increase the number of worker nodes or use bigger spacial steps.\n",
+              nWorkers);
+      for (int w = 1; w <= nWorkers; w++)
+        send_place(-1, -1, w);
+      return -1;
+    }
+    u_Print("MPI Total Number of Groups    = %d\n", nGroups);
+    u_Line();
+    u_LinePrint(" MPI Partitioning ");
+    u_Print("  Rank    |  Group # | Group Size | Group Rank\n");
+    // 6. Consecutive workers form a group; the last group takes the rest.
+    for (int w = 1; w <= nWorkers; w++) {
+      const int k = (w - 1) % g;
+      if (k == 0 && (int)vLeaders.size() < nGroups)
+        vLeaders.push_back(w);
+      const bool bLast = (int)vLeaders.size() == nGroups;
+      const int nSize = bLast ? g + nWorkers % g : g;
+      const int nRank = bLast ? w - vLeaders.back() : k;
+      u_Print("%9d |%9d |%11d |%11d\n", w, (int)vLeaders.size(), nSize, nRank);
+      send_place(nSize, nRank, w);
+    }
+    u_Line();
+  }
+
+  // 7.
+  if (g != 1)
+    u_Print("Running as a Supervisor Node! Assign jobs from %d to %d\n", m_nCurPoint, m_nLastPoint);
+  else
+    u_Print("Running as a Master Node! Assign jobs from %d to %d\n", m_nCurPoint, m_nLastPoint);
   PrintModelingMethod();
 
+  // 8. Groups without a job are stopped, the last ones first.
   const int nJobs = m_nLastPoint - m_nCurPoint + 1;
   while ((int)vLeaders.size() > nJobs && !vLeaders.empty()) {
-    u_Print("Worker %d - nothing to do!\n", (int)vLeaders.size());
+    if (g > 1)
+      u_Print("Group %d - nothing to do!\n", (int)vLeaders.size());
+    else
+      u_Print("Worker %d - nothing to do!\n", (int)vLeaders.size());
     send_int(-1, vLeaders.back(), TAG_JOB_SHOT);
     vLeaders.pop_back();
   }
 
+  // 9. First round.
   int nNext = m_nCurPoint;
   int nBusy = 0;
   for (size_t i = 0; i < vLeaders.size() && nNext <= m_nLastPoint; i++) {
     send_int(nNext++, vLeaders[i], TAG_JOB_SHOT);
     nBusy++;
   }
+
+  // 10. Whoever reports gets the next shot, or the stop.
   int nFinished = 0;
   while (nBusy > 0) {
     int nValue = 0;
@@ -48,6 +146,7 @@ int CKelvoApp::MPI_RunMaster() {
     MPI_Recv(&nValue, 1, MPI_INT, MPI_ANY_SOURCE, TAG_JOB_DONE, MPI_COMM_MT, &st);
     const int nSource = st.MPI_SOURCE;
     if (nValue < 0) {
+      // 12. Failure: drain the other groups.
       u_Error("Error occurred on node %d! Simulation failed!\n", nSource);
       if (nValue == -1000)
         return -1000;
@@ -85,17 +184,38 @@ int CKelvoApp::MPI_RunSlave() {
     return -1;
   m_nGroupSize = place[0];
   m_nGroupRank = place[1];
+  const bool bGroup = m_nGroupSize > 1;
+  const int nLeader = m_nNode - m_nGroupRank;
+  if (bGroup) {
+    if (m_nGroupRank == 0)
+      u_Print("I'm a Group Leader. My group's size is %d (Nodes from #%d to #%d).\n", m_nGroupSize, m_nNode,
+              m_nNode + m_nGroupSize - 1);
+    else
+      u_Print("I'm a Group Slave #%d (of %d). My boss's node is #%d.\n", m_nGroupRank, m_nGroupSize - 1, nLeader);
+  }
   for (;;) {
     int nShot = -1;
-    MPI_Recv(&nShot, 1, MPI_INT, 0, TAG_JOB_SHOT, MPI_COMM_MT, &st);
+    MPI_Recv(&nShot, 1, MPI_INT, m_nGroupRank == 0 ? 0 : nLeader, TAG_JOB_SHOT, MPI_COMM_MT, &st);
+    if (nShot >= 0)
+      u_Print("Received to calculate shot #%d!\n", nShot);
+    if (bGroup && m_nGroupRank == 0)
+      for (int r = 1; r < m_nGroupSize; r++)
+        send_int(nShot, m_nNode + r, TAG_JOB_SHOT);
     if (nShot < 0)
       return 0;
-    u_Print("Received to calculate shot #%d!\n", nShot);
     const int rc = RunShot(nShot);
     if (rc != 0) {
-      send_int(-1, 0, TAG_JOB_DONE);
+      if (!bGroup) {
+        send_int(-1, 0, TAG_JOB_DONE);
+      } else {
+        // The other members would wait for ever on this one: the whole run must stop.
+        if (m_bDebug)
+          u_Print("DEBUG: Run3DShot returned %d.\n", rc);
+        send_int(-1000, 0, TAG_JOB_DONE);
+      }
       return -1;
     }
-    send_int(nShot, 0, TAG_JOB_DONE);
+    if (m_nGroupRank == 0)
+      send_int(nShot, 0, TAG_JOB_DONE);
   }
 }
