@@ -87,7 +87,7 @@ TEST_P(SdsPCForeign, HeadersCoordinatesAndSamplesMatchTheWriter) {
     EXPECT_EQ(r.m_nPartNo, t.fieldRecord);
     EXPECT_EQ(r.m_nTraceNo, t.traceNo);
     EXPECT_EQ(r.m_nPart, t.energySource);
-    EXPECT_EQ(r.m_nPos, 3600 + (int64_t)i * (240 + ns * (fc.format == 3 ? 2 : 4)));
+    EXPECT_EQ((int64_t)r.m_nPos, 3600 + (int64_t)i * (240 + ns * (fc.format == 3 ? 2 : 4)));
 
     ASSERT_TRUE(sds.GetTrace((int)i, buf.data(), ns));
     for (int k = 0; k < ns; k++) {

@@ -47,7 +47,7 @@ TEST(SdsPCTypes, FreshObjectState) {
   EXPECT_EQ(s.m_nParts, 1);
   EXPECT_EQ(s.m_rValueScale, 1.0);
   EXPECT_EQ(s.m_szFileName[0], 0);
-  EXPECT_EQ(s.m_arInfo[INFO_RECVX].m_rValue, 81);
+  EXPECT_EQ((double)s.m_arInfo[INFO_RECVX].m_rValue, 81);
   EXPECT_EQ(s.m_arInfo[INFO_COORSCALER].m_nType, 0);
 }
 
@@ -195,14 +195,14 @@ TEST_F(SdsPCInf, InfFileMovesAndDropsFields) {
   CSdsPC s;
   s.GetInfoTraceFromFile(p.c_str());
   EXPECT_EQ(s.m_arInfo[INFO_RECVX].m_nType, 0);
-  EXPECT_EQ(s.m_arInfo[INFO_RECVX].m_rValue, 181);
+  EXPECT_EQ((double)s.m_arInfo[INFO_RECVX].m_rValue, 181);
   EXPECT_EQ(s.m_arInfo[INFO_RECVY].m_nType, -1);
-  EXPECT_EQ(s.m_arInfo[INFO_SHOTX].m_rValue, 73);
-  EXPECT_EQ(s.m_arInfo[INFO_SHOTY].m_rValue, 77);
-  EXPECT_EQ(s.m_arInfo[INFO_COORSCALER].m_rValue, 115);
-  EXPECT_EQ(s.m_arInfo[INFO_KMCRD].m_rValue, 1.0);
-  EXPECT_EQ(s.m_arInfo[INFO_KMVAL].m_rValue, 2.5);
-  EXPECT_EQ(s.m_arInfo[INFO_PART].m_rValue, 9);
+  EXPECT_EQ((double)s.m_arInfo[INFO_SHOTX].m_rValue, 73);
+  EXPECT_EQ((double)s.m_arInfo[INFO_SHOTY].m_rValue, 77);
+  EXPECT_EQ((double)s.m_arInfo[INFO_COORSCALER].m_rValue, 115);
+  EXPECT_EQ((double)s.m_arInfo[INFO_KMCRD].m_rValue, 1.0);
+  EXPECT_EQ((double)s.m_arInfo[INFO_KMVAL].m_rValue, 2.5);
+  EXPECT_EQ((double)s.m_arInfo[INFO_PART].m_rValue, 9);
   EXPECT_EQ(s.m_arInfo[INFO_PART].m_nAux, 1);
 
   unsigned char h[240] = {};
