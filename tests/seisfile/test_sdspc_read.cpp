@@ -322,3 +322,50 @@ TEST_F(SdsPCRead, MissingFilesAndOtherFormats) {
   EXPECT_FALSE(ok);
   EXPECT_NE(out.find("not supported"), std::string::npos);
 }
+
+TEST_F(SdsPCRead, LiftAndInfOverrides) {
+  std::string p = Path("lift.sgy");
+  std::vector<unsigned char> b = tiny_file(1, 11, 10000, 3);
+  for (int i = 0; i < 3; i++) {
+    unsigned char* th = b.data() + 3600 + i * (240 + 44);
+    th[43] = 100; // receiver elevation 100 up -> Z = -100
+    th[69] = 1;   // elevation scaler 1
+  }
+  write_file(p, b);
+  bool ok = false;
+  {
+    CSdsPC sds;
+    testing::internal::CaptureStdout();
+    ok = sds.OnOpen(p.c_str(), 0, 1, 0, 1);
+    std::string out = testing::internal::GetCapturedStdout();
+    ASSERT_TRUE(ok);
+    EXPECT_DOUBLE_EQ(sds.m_rT0, -100.0);
+    EXPECT_DOUBLE_EQ(sds.m_rT1, 0.0);
+    EXPECT_DOUBLE_EQ(sds.m_rDT, 10.0);
+    EXPECT_NE(out.find("OnOpen: Lifting model to -100, now [-100 .. 0]"), std::string::npos) << out;
+    testing::internal::CaptureStdout();
+    ok = sds.OnOpen(p.c_str(), 0, 1, 0, 500);
+    out = testing::internal::GetCapturedStdout();
+    ASSERT_TRUE(ok);
+    EXPECT_DOUBLE_EQ(sds.m_rT0, 500.0);
+    EXPECT_DOUBLE_EQ(sds.m_rT1, 600.0);
+    EXPECT_NE(out.find("OnOpen: Lifting model to 500, now [500 .. 600]"), std::string::npos) << out;
+  }
+  // With the receiver at Z = 0 a lift of 1 does nothing and says nothing.
+  write_file(p, tiny_file(1, 11, 10000, 3));
+  FILE* f = fopen((p + ".inf").c_str(), "w");
+  ASSERT_NE(f, nullptr);
+  fputs("nComp=3\nzUnit=2\nkmVal=4\n", f);
+  fclose(f);
+  CSdsPC sds;
+  testing::internal::CaptureStdout();
+  ASSERT_TRUE(sds.OnOpen(p.c_str(), 0, 0, 0, 1));
+  EXPECT_EQ(testing::internal::GetCapturedStdout().find("Lifting"), std::string::npos);
+  EXPECT_DOUBLE_EQ(sds.m_rT0, 0.0);
+  EXPECT_EQ(sds.m_nUnit, DU_M);
+  EXPECT_EQ(sds.m_cComponent, 'R');
+  EXPECT_EQ(sds.m_rValueScale, 4.0);
+  std::vector<float> t(11);
+  ASSERT_TRUE(sds.GetTrace(0, t.data(), 11));
+  EXPECT_EQ(t[3], 4.0f);
+}
