@@ -247,13 +247,50 @@ inline void RowPiece(const AcoCtx& c, size_t row, int xs, int xe, const PmlLine&
     URow<XS, YP, ZP, DAMP>(c.vx, c.vy, c.vz, c.p, c.b, row, c.sy, c.sz, xs, xe, lx, ly, lz, fac);
 }
 
+// The x correction of the points xs..xe of a row in an x zone, after the row
+// has been updated with the plain x derivative: the memory takes the
+// derivative, and the update gets its share of the memory. XS 1: low side,
+// 2: high side.
+template <bool TAU, int XS>
+void XCorrection(const AcoCtx& c, size_t row, ptrdiff_t xs, ptrdiff_t xe, const PmlLine& l) {
+  float* __restrict m = l.m + l.off;
+  const float* __restrict a = l.a + l.off;
+  const float* __restrict b = l.b + l.off;
+  if (TAU) {
+    const float* __restrict vx = c.vx + row;
+    const float* __restrict k = c.k + row;
+    float* __restrict p = c.p + row;
+#pragma omp simd
+    for (ptrdiff_t x = xs; x <= xe; x++) {
+      const ptrdiff_t e = XS == 1 ? x : -x;
+      const float d = fd::DPlus(vx + x, 1);
+      m[e] = b[e] * m[e] + a[e] * d;
+      p[x] += k[x] * m[e];
+    }
+  } else {
+    const float* __restrict p = c.p + row;
+    const float* __restrict bb = c.b + row;
+    float* __restrict vx = c.vx + row;
+#pragma omp simd
+    for (ptrdiff_t x = xs; x <= xe; x++) {
+      const ptrdiff_t e = XS == 1 ? x : -x;
+      const float d = fd::DMinus(p + x, 1);
+      m[e] = b[e] * m[e] + a[e] * d;
+      vx[x] += bb[x] * m[e];
+    }
+  }
+}
+
+// A PML row: one loop over the whole row with the y and z corrections, then
+// the x corrections of the points in the x zones.
 template <bool TAU, bool YP, bool ZP>
 inline void PmlRowPieces(const AcoCtx& c, size_t row, int x0, int x1, int xLowEnd, int xHighBeg, const PmlLine& lxLow,
                          const PmlLine& lxHigh, const PmlLine& ly, const PmlLine& lz) {
-  RowPiece<TAU, 1, YP, ZP, false>(c, row, x0, std::min(x1, xLowEnd), lxLow, ly, lz, nullptr);
-  RowPiece<TAU, 0, YP, ZP, false>(c, row, std::max(x0, xLowEnd + 1), std::min(x1, xHighBeg - 1), lxLow, ly, lz,
-                                  nullptr);
-  RowPiece<TAU, 2, YP, ZP, false>(c, row, std::max(x0, xHighBeg), x1, lxHigh, ly, lz, nullptr);
+  RowPiece<TAU, 0, YP, ZP, false>(c, row, x0, x1, lxLow, ly, lz, nullptr);
+  if (x0 <= xLowEnd)
+    XCorrection<TAU, 1>(c, row, x0, std::min(x1, xLowEnd), lxLow);
+  if (x1 >= xHighBeg)
+    XCorrection<TAU, 2>(c, row, std::max(x0, xHighBeg), x1, lxHigh);
 }
 
 // One row of a step with PML on, cut into its x zones.

@@ -91,6 +91,12 @@ struct Homogeneous {
     calc.m_nSourceType = nType;
     calc.m_vShotPoints.clear();
     calc.m_vShotPoints.push_back({Idx(x, y, z), 0});
+    // Active region around the source, as shot preparation sets it.
+    calc.m_nActiveX0 = x - 1;
+    calc.m_nActiveX1 = x + 1;
+    calc.m_nActiveY0 = y - 1;
+    calc.m_nActiveY1 = y + 1;
+    calc.m_nActiveDelay = 0;
     calc.m_vRcvIdx = rcv;
     app.m_t0 = 0;
     app.m_dt = dt;
