@@ -148,10 +148,10 @@ TEST_F(GroupGather, FailingMemberStopsTheComponentOnAllSides) {
     CCalc3D::FreeArray(m_calc.m_pSeisC);
   const std::string path = m_strDir + "/gather-c.sgy";
   const int nResult = m_calc.SaveShotgather(path.c_str(), 'C');
-  if (g_nNode == 2)
-    EXPECT_EQ(-1000, nResult);
-  if (g_nNode == 1)
-    EXPECT_EQ(0, nResult);
+  const int nExpected[3] = {-1, 0, -1000};
+  if (g_nNode > 0) {
+    EXPECT_EQ(nExpected[g_nNode], nResult);
+  }
   if (g_nNode == 0) {
     EXPECT_NE(0, nResult);
     EXPECT_FALSE(COutputTestDir::Exists(path));
@@ -159,8 +159,9 @@ TEST_F(GroupGather, FailingMemberStopsTheComponentOnAllSides) {
   // The group is still in step: the next component goes through.
   const std::string pathZ = m_strDir + "/gather-z.sgy";
   EXPECT_EQ(0, m_calc.SaveShotgather(pathZ.c_str(), 'Z'));
-  if (g_nNode == 0)
+  if (g_nNode == 0) {
     EXPECT_EQ(kTraces, CSegyTestFile::Read(pathZ).m_nTraces);
+  }
 }
 
 } // namespace
