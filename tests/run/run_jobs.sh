@@ -24,7 +24,10 @@ COMPONENTS="x y z c"
 make_job() { # dir, extra options
   local dir=$1
   shift
-  "$MAKEJOB" --dir "$dir" --shots 3 --size 160,160,120 --record 0.06 "$@" >/dev/null 2>&1 || fail "job generator failed"
+  # The shot lies below the middle of the grid, the receivers above it: a
+  # shot split by depth needs both halves.
+  "$MAKEJOB" --dir "$dir" --shots 3 --size 160,160,120 --record 0.06 --shot-depth 90 --receiver-depth 20 "$@" \
+    >/dev/null 2>&1 || fail "job generator failed"
 }
 # Inserts lines right behind the [modeling] header of a job file.
 add_modeling_keys() { # file, text
@@ -82,10 +85,23 @@ if [ "$NCPU" -ge 2 ] && command -v mpirun >/dev/null; then
     ls "$B"/vp+Gath3DAPU$c-*.sgy >/dev/null 2>&1 && fail "cluster run: per-shot gathers $c left after merging"
   done
 
+  # Shots split by depth over a group of two workers give the same gathers.
+  G="$WORK/group"
+  make_job "$G" --merge 1
+  sed -i 's/^\[MPI\]$/[MPI]\nGroup Size=2/' "$G/runtask.ini"
+  printf '[optimization]\nthreads per process = 1\n[GPU]\nSkip Device Count Detection = 1\n' >>"$G/runtask.ini"
+  (cd "$G" && timeout 300 mpirun --oversubscribe -np 3 "$KELVO" >out.txt 2>&1) || fail "group run: exit status $?"
+  expect_in "$G/out.txt" "{0}: Running as a Supervisor Node! Assign jobs from 1 to 3"
+  expect_in "$G/Kelvo-2.log" "I'm a Group Slave #1 (of 1). My boss's node is #1."
+  for c in $COMPONENTS; do
+    cmp -s "$A/vp+Gath3DAPU$c.sgy" "$G/vp+Gath3DAPU$c.sgy" || fail "group run: gather $c differs from the single run"
+  done
+
   # A shot that fails on a worker stops the run: the master reports it, every process exits.
   F="$WORK/failing"
   make_job "$F"
-  sed -i 's/^Model Name=vp.sgy/Model Name=missing.sgy/' "$F/runtask.ini"
+  # The density is read only when a worker builds the model, after the master's probe.
+  add_modeling_keys "$F/runtask.ini" 'FileModelD=missing.sgy'
   printf '[optimization]\nthreads per process = %d\n' $((NCPU / 2)) >>"$F/runtask.ini"
   (cd "$F" && timeout 120 mpirun --oversubscribe -np 4 "$KELVO" >out.txt 2>&1)
   rc=$?
@@ -93,6 +109,17 @@ if [ "$NCPU" -ge 2 ] && command -v mpirun >/dev/null; then
   expect_in "$F/out.txt" "Simulation failed!"
   expect_in "$F/out.txt" "The program has finised with result -2."
   grep -q "Simulation finished successfully" "$F/out.txt" && fail "failing run reported success"
+
+  # A probe that fails stops the workers before any shot is dealt out.
+  P="$WORK/probe"
+  make_job "$P"
+  sed -i 's/^Model Name=vp.sgy/Model Name=missing.sgy/' "$P/runtask.ini"
+  printf '[optimization]\nthreads per process = %d\n' $((NCPU / 2)) >>"$P/runtask.ini"
+  (cd "$P" && timeout 120 mpirun --oversubscribe -np 4 "$KELVO" >out.txt 2>&1)
+  rc=$?
+  [ $rc -ne 0 ] && [ $rc -ne 124 ] || fail "probe run: exit status $rc"
+  expect_in "$P/out.txt" "The program has finised with result -1."
+  grep -q "Received to calculate" "$P"/Kelvo-*.log && fail "probe run: a shot was dealt out"
 fi
 
 if [ $FAILS -ne 0 ]; then
