@@ -74,8 +74,27 @@ TEST_F(ModelJobTest, ForeignModelRunsThroughShotPipeline) {
       << out;
   EXPECT_NE(out.find("|  time (131 steps)"), std::string::npos) << out;
   EXPECT_EQ(out.find("Error!"), std::string::npos) << out;
-  // The gather of shot 2 exists.
-  EXPECT_EQ(access("vp+Gath3DAPUz-2.sgy", 4), 0) << out;
+  // The gather of shot 2: shot and receivers, given at the surface, sank
+  // through the air onto the model at 50 m (elevation -50).
+  segy_file* fp = segy_open("vp+Gath3DAPUz-2.sgy", "rb");
+  ASSERT_NE(fp, nullptr) << out;
+  char bin[400];
+  ASSERT_EQ(segy_binheader(fp, bin), SEGY_OK);
+  const int ns = segy_samples(bin);
+  const int bsize = segy_trsize(segy_format(bin), ns);
+  int nTraces = 0;
+  ASSERT_EQ(segy_traces(fp, &nTraces, 3600, bsize), SEGY_OK);
+  EXPECT_EQ(nTraces, 3);
+  for (int t = 0; t < nTraces; t++) {
+    char th[240];
+    ASSERT_EQ(segy_traceheader(fp, t, th, 3600, bsize), SEGY_OK);
+    int32_t rcv = 0, src = 0;
+    segy_get_field(th, SEGY_TR_RECV_GROUP_ELEV, &rcv);
+    segy_get_field(th, SEGY_TR_SOURCE_SURF_ELEV, &src);
+    EXPECT_EQ(rcv, -50) << t;
+    EXPECT_EQ(src, -50) << t;
+  }
+  segy_close(fp);
 }
 #endif
 
