@@ -84,16 +84,6 @@ TEST_F(SignalTest, TaskKeys) {
   EXPECT_EQ(sig3.m_nSignalMode, 0);
 }
 
-TEST_F(SignalTest, SourceTypeNames) {
-  EXPECT_STREQ(GetSourceTypeName(0), "Omnidirectional");
-  EXPECT_STREQ(GetSourceTypeName(3), "Vertical (Z)");
-  EXPECT_STREQ(GetSourceTypeName(6), "Vertical (Z) Dipole");
-  EXPECT_STREQ(GetSourceTypeName(7), "Unknown");
-  EXPECT_STREQ(GetSourceTypeName(10), "Fault slip");
-  EXPECT_STREQ(GetSourceTypeName(11), "Unknown");
-  EXPECT_STREQ(GetSourceTypeName(-1), "Unknown");
-}
-
 TEST_F(SignalTest, MissingSignalFile) {
   m_calc.m_Signal.m_strFile = "nothere.sgy";
   double t0 = 0;
