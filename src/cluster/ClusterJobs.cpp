@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "calc3d/Calc3D.h"
+#include "cluster/ClusterPlan.h"
 #include "common.h"
 #include "run/KelvoApp.h"
 
@@ -34,7 +35,7 @@ int CKelvoApp::MPI_RunMaster() {
   const int nWorkers = m_nSize - 1;
   CCalc3D* pCalc = m_pCalc3D;
 
-  // 1. Memory probe on every tenth shot.
+  // Memory probe on every tenth shot.
   u_Print("Probing for maximum needed memory for the simulation...\n");
   double fNeed = 0;
   for (int s = m_nCurPoint; s <= m_nLastPoint; s += 10) {
@@ -54,30 +55,25 @@ int CKelvoApp::MPI_RunMaster() {
     fNeed = std::max(fNeed, m_fMemRequired);
   }
 
-  // 2, 3. Group size.
+  // Group size from the memory need, unless the task sets it.
   double fAvail = m_fMemAvailable * 0.9;
   if (m_nMemoryLimit > 0) {
     u_Warning("Memory limit is set. Assuming %d MB available per node instead of actual %g MB\n", m_nMemoryLimit,
               m_fMemAvailable);
     fAvail = m_nMemoryLimit;
   }
-  int g = 1;
-  if (fNeed > fAvail && fAvail > 0)
-    g = (int)(fNeed / fAvail) + 1;
-  if (m_nGroupSize > 0)
-    g = m_nGroupSize;
+  const int g = CClusterPlan::GroupSize(fNeed, fAvail, m_nGroupSize);
   m_nGroupSize = g;
-  const int nGroups = nWorkers / g;
+  CClusterPlan plan;
+  plan.Partition(nWorkers, g);
+  std::vector<int>& vLeaders = plan.m_vLeaders;
 
-  std::vector<int> vLeaders;
   if (g == 1) {
-    // 4. Every worker computes whole shots.
-    for (int w = 1; w <= nWorkers; w++) {
-      vLeaders.push_back(w);
+    // Every worker computes whole shots.
+    for (int w = 1; w <= nWorkers; w++)
       send_place(1, 0, w);
-    }
   } else {
-    // 5. Report of the partition.
+    // Report of the partition; consecutive workers form a group.
     u_LinePrint(" MPI Distributed Computing ");
     if (fAvail > 0) {
       print_memory("Maximum Total Memory Needed   ", fNeed);
@@ -94,32 +90,24 @@ int CKelvoApp::MPI_RunMaster() {
         send_place(-1, -1, w);
       return -1;
     }
-    u_Print("MPI Total Number of Groups    = %d\n", nGroups);
+    u_Print("MPI Total Number of Groups    = %d\n", plan.m_nGroups);
     u_Line();
     u_LinePrint(" MPI Partitioning ");
     u_Print("  Rank    |  Group # | Group Size | Group Rank\n");
-    // 6. Consecutive workers form a group; the last group takes the rest.
     for (int w = 1; w <= nWorkers; w++) {
-      const int k = (w - 1) % g;
-      if (k == 0 && (int)vLeaders.size() < nGroups)
-        vLeaders.push_back(w);
-      const bool bLast = (int)vLeaders.size() == nGroups;
-      const int nSize = bLast ? g + nWorkers % g : g;
-      const int nRank = bLast ? w - vLeaders.back() : k;
-      u_Print("%9d |%9d |%11d |%11d\n", w, (int)vLeaders.size(), nSize, nRank);
-      send_place(nSize, nRank, w);
+      u_Print("%9d |%9d |%11d |%11d\n", w, plan.m_vGroup[w - 1], plan.m_vSize[w - 1], plan.m_vRank[w - 1]);
+      send_place(plan.m_vSize[w - 1], plan.m_vRank[w - 1], w);
     }
     u_Line();
   }
 
-  // 7.
   if (g != 1)
     u_Print("Running as a Supervisor Node! Assign jobs from %d to %d\n", m_nCurPoint, m_nLastPoint);
   else
     u_Print("Running as a Master Node! Assign jobs from %d to %d\n", m_nCurPoint, m_nLastPoint);
   PrintModelingMethod();
 
-  // 8. Groups without a job are stopped, the last ones first.
+  // Groups without a job are stopped, the last ones first.
   const int nJobs = m_nLastPoint - m_nCurPoint + 1;
   while ((int)vLeaders.size() > nJobs && !vLeaders.empty()) {
     if (g > 1)
@@ -130,7 +118,7 @@ int CKelvoApp::MPI_RunMaster() {
     vLeaders.pop_back();
   }
 
-  // 9. First round.
+  // First round.
   int nNext = m_nCurPoint;
   int nBusy = 0;
   for (size_t i = 0; i < vLeaders.size() && nNext <= m_nLastPoint; i++) {
@@ -138,7 +126,7 @@ int CKelvoApp::MPI_RunMaster() {
     nBusy++;
   }
 
-  // 10. Whoever reports gets the next shot, or the stop.
+  // Whoever reports gets the next shot, or the stop.
   int nFinished = 0;
   while (nBusy > 0) {
     int nValue = 0;
@@ -146,7 +134,7 @@ int CKelvoApp::MPI_RunMaster() {
     MPI_Recv(&nValue, 1, MPI_INT, MPI_ANY_SOURCE, TAG_JOB_DONE, MPI_COMM_MT, &st);
     const int nSource = st.MPI_SOURCE;
     if (nValue < 0) {
-      // 12. Failure: drain the other groups.
+      // Failure: drain the other groups.
       u_Error("Error occurred on node %d! Simulation failed!\n", nSource);
       if (nValue == -1000)
         return -1000;
