@@ -1,0 +1,180 @@
+// The absorbing boundary: coefficient profile, slab layout, and the level of
+// the echoes from the sides, the bottom and the corners against a grid too
+// large for any echo to arrive in the record.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+
+#include "calc3d/FDScheme.h"
+#include "test_engine_fixture.h"
+
+using engine_test::Homogeneous;
+
+namespace {
+
+const double kH = 10, kDt = 0.001, kV = 3000, kRho = 2000, kF = 20, kT1 = 0.17;
+
+struct Offset {
+  int dx, dy, dz;
+  const char* what;
+};
+
+// Receivers relative to the source, each placed to catch a given echo first.
+const Offset kRcv[] = {
+    {12, 0, 0, "side, normal incidence"},
+    {0, 0, 12, "bottom, normal incidence"},
+    {12, 22, 12, "corner"},
+    {12, 22, 0, "side at 45 degrees"},
+    {0, 22, 12, "bottom at 45 degrees"},
+    {0, -6, 0, "near side behind the source"},
+};
+const int kNRcv = sizeof(kRcv) / sizeof(kRcv[0]);
+
+// Traces of all receivers for a source at (sx, sy, sz) on a grid.
+std::vector<std::vector<float>> Record(int nx, int ny, int nz, bool bPml, int sx, int sy, int sz) {
+  Homogeneous g;
+  g.Build(nx, ny, nz, bPml, kH, kDt, kV, kRho, kF);
+  std::vector<size_t> rcv;
+  for (const Offset& o : kRcv)
+    rcv.push_back(g.Idx(sx + o.dx, sy + o.dy, sz + o.dz));
+  g.Shot(sx, sy, sz, 0, rcv, kT1);
+  EXPECT_EQ(0, g.Run());
+  std::vector<std::vector<float>> t;
+  for (int r = 0; r < kNRcv; r++)
+    t.push_back(g.Trace(r));
+  return t;
+}
+
+// Largest difference of each trace to its reference, relative to the peak of
+// the reference.
+std::vector<double> Residuals(const std::vector<std::vector<float>>& a, const std::vector<std::vector<float>>& ref) {
+  std::vector<double> res;
+  for (int r = 0; r < kNRcv; r++) {
+    double d = 0, peak = 0;
+    for (size_t i = 0; i < ref[r].size(); i++) {
+      d = std::max(d, (double)std::fabs(a[r][i] - ref[r][i]));
+      peak = std::max(peak, (double)std::fabs(ref[r][i]));
+    }
+    res.push_back(d / peak);
+  }
+  return res;
+}
+
+} // namespace
+
+TEST(PmlAbsorption, EchoesStayBelowOnePercentOfTheDirectWave) {
+  // Small grid: 80^3 with PML, the source 8 points from the layer on the low
+  // y side and 17 from it on the high sides. Reference: the same source and
+  // receivers with every echo arriving after the record ends.
+  const auto small = Record(80, 80, 80, true, 40, 30, 40);
+  const auto ref = Record(119, 124, 119, true, 56, 56, 56);
+  // The taper frame instead of PML, same simulation box around the source.
+  const auto taper = Record(104, 104, 104, false, 52, 42, 52);
+  const std::vector<double> pml = Residuals(small, ref);
+  const std::vector<double> tap = Residuals(taper, ref);
+  for (int r = 0; r < kNRcv; r++) {
+    std::printf("%-28s PML %.3f%% (%.1f dB)   taper frame %.2f%% (%.1f dB)\n", kRcv[r].what, 100 * pml[r],
+                20 * std::log10(pml[r]), 100 * tap[r], 20 * std::log10(tap[r]));
+    EXPECT_LT(pml[r], 0.01) << kRcv[r].what;
+    // The taper is a cruder absorber, yet it must still take most of the wave out.
+    EXPECT_LT(tap[r], 0.2) << kRcv[r].what;
+  }
+}
+
+TEST(PmlAbsorption, ProfileOfTheLayers) {
+  const double h = 10, dt = 0.001, f = 20;
+  const int N = 21;
+  float a, b;
+  // In void the layer only delays: a = 0 and b from alpha alone; the
+  // innermost layer of set A has q = 2/N, so alpha = (1.1 - 2/21) pi f.
+  fd::PmlProfile(0.0, N - 1, N, false, h, dt, f, a, b);
+  EXPECT_EQ(a, 0.0f);
+  EXPECT_NEAR(b, std::exp(-(1.1 - 2.0 / 21) * M_PI * f * dt), 1e-7);
+  EXPECT_NEAR((1.1 - 2.0 / 21) * M_PI * f, 63.1, 0.1);
+  // Damping grows outward: |a| rises from the inner layers to the outer,
+  // and the outermost layer decays fastest; set B, half a layer further in
+  // than set A, damps less.
+  float aPrev = 0, bInner = 0, bOuter = 0;
+  for (int i = N - 1; i >= 0; i--) {
+    fd::PmlProfile(3000.0, i, N, false, h, dt, f, a, b);
+    EXPECT_LT(a, aPrev) << i; // a is negative
+    aPrev = a;
+    if (i == N - 1)
+      bInner = b;
+    if (i == 0)
+      bOuter = b;
+    float aB, bB;
+    fd::PmlProfile(3000.0, i, N, true, h, dt, f, aB, bB);
+    EXPECT_GT(aB, a) << i;
+  }
+  EXPECT_LT(bOuter, bInner);
+  // A zero derivative leaves a zero memory at zero.
+  float m = 0;
+  EXPECT_EQ(fd::PmlCorrect(0.0f, m, a, b), 0.0f);
+  EXPECT_EQ(m, 0.0f);
+}
+
+TEST(PmlAbsorption, SlabsTakeTheVelocityOfTheirOwnPoint) {
+  // A velocity that differs at every point: each slab entry must hold the
+  // profile of the velocity at the point it stands for.
+  Homogeneous g;
+  auto vp = [](int x, int y, int z) { return (float)(2000 + 7 * x + 5 * y + 3 * z); };
+  const int n = 52, N = 21, s = 2;
+  g.app.m_nMethod = METHOD_ACOUSTIC;
+  g.calc.m_pApp = &g.app;
+  g.calc.m_nNx = n, g.calc.m_nNy = n + 2, g.calc.m_nNz = n + 4, g.calc.m_nNzAll = n + 4;
+  g.calc.m_nZ0 = 0, g.calc.m_nZ1 = n + 3;
+  g.calc.m_nFrame = 26, g.calc.m_nPML = N, g.calc.m_nStart = s;
+  g.calc.m_fH = 10, g.calc.m_fDt = 0.001, g.calc.m_Signal.m_fFrequency = 20;
+  ASSERT_EQ(0, g.calc.AllocateMemory(false, true));
+  const int nx = n, ny = n + 2, nz = n + 4;
+  for (int z = 0; z < nz; z++)
+    for (int y = 0; y < ny; y++)
+      for (int x = 0; x < nx; x++)
+        g.calc.m_pK[g.Idx(x, y, z)] = vp(x, y, z);
+  g.calc.InitPMLProfile();
+  auto expectEntry = [&](float* const* coef, size_t e, bool bHigh, int i, float v) {
+    float a, b;
+    fd::PmlProfile(v, i, N, false, 10, 0.001, 20, a, b);
+    ASSERT_EQ(coef[bHigh ? fd::PML_A_HIGH_A : fd::PML_A_LOW_A][e], a);
+    ASSERT_EQ(coef[bHigh ? fd::PML_B_HIGH_A : fd::PML_B_LOW_A][e], b);
+    fd::PmlProfile(v, i, N, true, 10, 0.001, 20, a, b);
+    ASSERT_EQ(coef[bHigh ? fd::PML_A_HIGH_B : fd::PML_A_LOW_B][e], a);
+    ASSERT_EQ(coef[bHigh ? fd::PML_B_HIGH_B : fd::PML_B_LOW_B][e], b);
+  };
+  for (int i : {0, 7, N - 1}) {
+    const int z = 9, y = 11, x = 13;
+    expectEntry(g.calc.m_pPmlCoefX, fd::PmlSlabX(z, y, i, ny, N), false, i, vp(s + i, y, z));
+    expectEntry(g.calc.m_pPmlCoefX, fd::PmlSlabX(z, y, i, ny, N), true, i, vp(nx - s - 1 - i, y, z));
+    expectEntry(g.calc.m_pPmlCoefY, fd::PmlSlabY(z, x, i, nx, N), false, i, vp(x, s + i, z));
+    expectEntry(g.calc.m_pPmlCoefY, fd::PmlSlabY(z, x, i, nx, N), true, i, vp(x, ny - s - 1 - i, z));
+    expectEntry(g.calc.m_pPmlCoefZ, fd::PmlSlabZ(y, x, i, nx, ny), false, i, vp(x, y, s + i));
+    expectEntry(g.calc.m_pPmlCoefZ, fd::PmlSlabZ(y, x, i, nx, ny), true, i, vp(x, y, nz - s - 1 - i));
+  }
+}
+
+TEST(PmlAbsorption, DepthSlabFillsOnlyTheLayersItHolds) {
+  // Planes 40 .. 69 of a grid of 72: only the bottom layers that fall on
+  // this process are filled, counted from the bottom of the whole grid.
+  CCalc3D_OMP c;
+  const int N = 21, s = 2, nx = 50, ny = 50, nz = 30, nzAll = 72, z0 = 40;
+  c.m_nNx = nx, c.m_nNy = ny, c.m_nNz = nz, c.m_nNzAll = nzAll, c.m_nZ0 = z0, c.m_nZ1 = z0 + nz - 1;
+  c.m_nFrame = 26, c.m_nPML = N, c.m_nStart = s;
+  c.m_fH = 10, c.m_fDt = 0.001, c.m_Signal.m_fFrequency = 20;
+  ASSERT_EQ(0, c.AllocateMemory(false, true));
+  for (size_t i = 0; i < c.GetCubeSize(); i++)
+    c.m_pK[i] = 1000.0f + (float)(i / (nx * ny)); // velocity by local plane
+  c.InitPMLProfile();
+  // The top layers are not ours: untouched (zero).
+  for (size_t e = 0; e < c.m_nPmlCountZ; e++)
+    ASSERT_EQ(c.m_pPmlCoefZ[fd::PML_B_LOW_A][e], 0.0f);
+  // Bottom layer i belongs to global plane nzAll - s - 1 - i.
+  const int i0 = nzAll - c.m_nZ1 - 1;
+  for (int i = i0; i < N; i++) {
+    const int g = nzAll - s - 1 - i, zl = g - z0;
+    float a, b;
+    fd::PmlProfile(1000.0 + zl, i, N, false, 10, 0.001, 20, a, b);
+    ASSERT_EQ(c.m_pPmlCoefZ[fd::PML_B_HIGH_A][fd::PmlSlabZ(5, 6, i, nx, ny)], b) << i;
+  }
+}
