@@ -110,6 +110,18 @@ if [ "$NCPU" -ge 2 ] && command -v mpirun >/dev/null; then
   expect_in "$F/out.txt" "The program has finised with result -2."
   grep -q "Simulation finished successfully" "$F/out.txt" && fail "failing run reported success"
 
+  # A failure inside a depth group is fatal: rank 0 orders the stop and aborts the job.
+  X="$WORK/abort"
+  make_job "$X"
+  add_modeling_keys "$X/runtask.ini" 'FileModelD=missing.sgy'
+  sed -i 's/^\[MPI\]$/[MPI]\nGroup Size=2/' "$X/runtask.ini"
+  printf '[optimization]\nthreads per process = 1\n[GPU]\nSkip Device Count Detection = 1\n' >>"$X/runtask.ini"
+  (cd "$X" && timeout 120 mpirun --oversubscribe -np 3 "$KELVO" >out.txt 2>&1)
+  rc=$?
+  [ $rc -ne 0 ] && [ $rc -ne 124 ] || fail "aborted run: exit status $rc"
+  expect_in "$X/out.txt" "Simulation failed!"
+  expect_in "$X/out.txt" "The program has finised with result -1000."
+
   # A probe that fails stops the workers before any shot is dealt out.
   P="$WORK/probe"
   make_job "$P"
