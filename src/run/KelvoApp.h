@@ -67,7 +67,8 @@ public:
   int m_nMemoryLimit = 0;
   int m_nHostMemoryGB = 0, m_nGpuMemoryGB = 0;
 
-  // Reads runtask.ini (szFile names it for messages only). 0 on success.
+  // Reads runtask.ini of the current directory (whatever szFile says). 0 on
+  // success, 1 or -1 on a bad job file.
   int ReadTask(const char* szFile);
   // Loads the survey and settles the range of shots. 0 on success.
   int LoadSurveyGeometry();
