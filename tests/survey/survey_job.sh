@@ -81,6 +81,40 @@ Last Point=60"
 printf '0 0 0 10 0 0 0 0 10\n100 0 0 10 0 0 0 0 20\n' >"$WORK/range_id/survey.txt"
 expect_stop range_id "Maximal shot point number is 20."
 
+# A small job numbered by shot ids: the ids name the shots, and a number
+# between two ids is skipped with its warning.
+MAKE_JOB="$2/kelvo_make_job"
+if [ -x "$MAKE_JOB" ]; then
+  J="$WORK/by_id"
+  "$MAKE_JOB" --dir "$J" --size 200,200,200 --shots 2 --receivers 3 --record 0.03 --threads 1 \
+    --merge 0 >/dev/null
+  sed -i 's/^\[modeling\]$/[modeling]\nUseShotId=1/' "$J/runtask.ini"
+  printf '%s\n' "70 100 20 20 100 20 1 1 10" "70 100 20 60 100 20 1 2 10" \
+    "130 100 20 20 100 20 1 1 12" "130 100 20 60 100 20 1 2 12" "130 100 20 100 100 20 1 3 12" \
+    >"$J/survey.txt"
+  (cd "$J" && timeout 120 "$KELVO" >stdout.txt 2>&1)
+  rc=$?
+  ok=1
+  for text in "Shot #10 of 12" "(70, 100, 20), 2 receivers." "Shot #12 of 12" \
+    "(130, 100, 20), 3 receivers." \
+    "Warning! Incorrect shot point #11 specified. No such shot point in file 'survey.txt'." \
+    "List of registeres shot points: 10, 12"; do
+    if ! grep -qF -- "$text" "$J/Kelvo-0.log"; then
+      echo "FAIL by_id: log lacks '$text'"
+      ok=0
+    fi
+  done
+  if [ $rc -ne 0 ] || [ $ok -ne 1 ]; then
+    echo "FAIL by_id: exit status $rc"
+    tail -20 "$J/stdout.txt"
+    FAILS=$((FAILS + 1))
+  else
+    echo "ok   by_id"
+  fi
+else
+  echo "skip by_id: $MAKE_JOB not built"
+fi
+
 if [ $FAILS -ne 0 ]; then
   echo "$FAILS case(s) failed"
   exit 1
