@@ -244,7 +244,7 @@ int CSurvey3D::GetRcvTraceId(int i) const { return i >= 0 && i < (int)m_vRcvTrac
 int CSurvey3D::GetRcvFileId(int i) const { return i >= 0 && i < (int)m_vRcvFileId.size() ? m_vRcvFileId[i] : -1; }
 
 bool CSurvey3D::UseShotIdInForce() const {
-  return m_bUseShotId && !m_bShotsDefinedByCoordinates && m_vShotIds.size() == m_vShots.size();
+  return m_bUseShotId && !m_bShotsDefinedByCoordinates && !m_vShotIds.empty() && m_vShotIds.size() == m_vShots.size();
 }
 
 void CSurvey3D::AddReceiver(const C3DPointR& r, int inl, int xl, int traceId, int fileId) {
