@@ -4,15 +4,31 @@
 #
 # Usage: tools/run_example.sh [JOB_DIR] [kelvo_make_job options...]
 #   JOB_DIR defaults to ./example-job (relative to the current directory).
-#   Further options go to kelvo_make_job (see build/kelvo_make_job --help).
+#   Further options go to kelvo_make_job (see build/kelvo_make_job --help),
+#   except --dir, which the script sets.
+#   An existing JOB_DIR is replaced only when it holds an earlier example job.
 # Environment: BUILD_DIR (default <repository>/build), JOBS (parallel build jobs).
 set -euo pipefail
 
 REPO="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 BUILD_DIR="${BUILD_DIR:-$REPO/build}"
-JOB_DIR="${1:-./example-job}"
-[ $# -gt 0 ] && shift
+JOB_DIR="./example-job"
+if [ $# -gt 0 ] && [ "${1#-}" = "$1" ]; then
+  JOB_DIR="$1"
+  shift
+fi
 JOBS="${JOBS:-$(nproc 2>/dev/null || echo 2)}"
+
+REPLACE_JOB=0
+# Only an earlier example job is replaced; any other non-empty directory is left alone.
+if [ -d "$JOB_DIR" ] && [ -n "$(ls -A "$JOB_DIR")" ]; then
+  if [ -f "$JOB_DIR/runtask.ini" ] && [ -f "$JOB_DIR/survey.txt" ] && [ -f "$JOB_DIR/vp.sgy" ]; then
+    REPLACE_JOB=1
+  else
+    echo "$JOB_DIR exists and is not an example job; choose another directory" >&2
+    exit 1
+  fi
+fi
 
 echo "== Configuring and building in $BUILD_DIR"
 CMAKE_LOG="$(mktemp)"
@@ -25,7 +41,7 @@ rm -f "$CMAKE_LOG"
 cmake --build "$BUILD_DIR" --target kelvo kelvo_make_job -j "$JOBS"
 
 echo "== Writing the example job to $JOB_DIR"
-rm -rf "$JOB_DIR"
+[ "$REPLACE_JOB" -eq 1 ] && rm -rf "$JOB_DIR"
 "$BUILD_DIR/kelvo_make_job" --dir "$JOB_DIR" --shots 3 --receivers 31 "$@"
 
 echo "== Running kelvo in $JOB_DIR"
