@@ -102,17 +102,19 @@ TEST(PhysicsAcoustic, HardSourcePinsThePressureWhileTheWaveletLasts) {
   const float* w = c.m_Signal.m_pSignal;
   const int nLen = c.m_Signal.m_nLen;
   for (int i = 0; i < nLen + 60; i++) {
-    c.m_pTxx[p] += 123.0f; // whatever the field was, the sample replaces it
+    const float before = c.m_pTxx[p];
     ASSERT_EQ(0, c.ApplySignal(i));
     if (i < nLen) {
       ASSERT_EQ(c.m_pTxx[p], w[i]) << i;
     } else {
-      ASSERT_NE(c.m_pTxx[p], i < nLen ? w[i] : 0.0f);
+      ASSERT_EQ(c.m_pTxx[p], before) << i;
     }
     c.PropagateAcoWaveU(2, 2, 2, 57, 57, 57);
     c.PropagateAcoWaveTau(2, 2, 2, 57, 57, 57);
     ASSERT_EQ(0, c.RecordSeismogram());
-    c.m_pTxx[p] -= 123.0f;
+    if (i > 0 && i < nLen) {
+      ASSERT_NE(c.m_pTxx[p], w[i]); // the step moves it on
+    }
   }
   // The record of the co-located receiver is the pressure at the point.
   const std::vector<float> tr = g.Trace(0);
