@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 
@@ -24,6 +25,22 @@ bool survey_IsComment(const char* szLine) { return szLine[0] == ';' || szLine[0]
 bool survey_IsNear(const C3DPointR& a, const C3DPointR& b) {
   return std::fabs(a.x - b.x) < CSurvey3D::MIN_DIST && std::fabs(a.y - b.y) < CSurvey3D::MIN_DIST &&
          std::fabs(a.z - b.z) < CSurvey3D::MIN_DIST;
+}
+
+// Reads the source point at the start of a line as the full parse would and
+// tells whether it lies within MIN_DIST of A.
+bool survey_SourceNear(const char* szLine, const C3DPointR& A) {
+  C3DPointR p;
+  double* v[3] = {&p.x, &p.y, &p.z};
+  const char* q = szLine;
+  for (double* d : v) {
+    char* end;
+    *d = strtod(q, &end);
+    if (end == q)
+      return false;
+    q = end;
+  }
+  return survey_IsNear(p, A);
 }
 
 // Index of a point near p, or -1. The lines of a shot usually come together,
@@ -367,7 +384,12 @@ int CSurvey3D::CollectFromText(int nShot, const C3DPointR& A, bool bById, CShotT
 
   char szLine[SURVEY_LINE_CHARS + 2];
   CSurveyLine l;
+  // By coordinates only lines whose source is at A count: the others are
+  // passed over after reading three numbers.
+  const bool bPrefilter = nShot >= 0 && !bById;
   while (fgets(szLine, SURVEY_LINE_CHARS + 1, f.get())) {
+    if (bPrefilter && !survey_SourceNear(szLine, A))
+      continue;
     if (!survey_ReadLine(szLine, l))
       continue;
     if (nShot < 0) {
