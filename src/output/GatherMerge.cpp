@@ -1,5 +1,6 @@
 #include "output/GatherMerge.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -66,7 +67,14 @@ int CGatherMerge::MergeSgy(const char* szMerged, const char* szPattern, int nFir
         sds.Reset();
         continue;
       }
-      pBuf = new (std::nothrow) float[nLen];
+      // Resampling writes as many samples as the axis holds; room for a few
+      // more than nLen guards against an axis that rounds to a longer trace.
+      double fileAxis[3];
+      sds.GetTraceParam(fileAxis);
+      int nRoom = nLen;
+      if (fileAxis[2] > 0)
+        nRoom = std::max(nRoom, (int)((fileAxis[1] - fileAxis[0]) / fileAxis[2] + 1.5));
+      pBuf = new (std::nothrow) float[(size_t)nRoom + 2];
       if (!pBuf) {
         sds.Reset();
         u_Error("Unable to create a buffer!\n");
