@@ -54,6 +54,16 @@ int CSignal3D::LoadParamsFromIniFile(std::vector<CString>& ini) {
 
 int CSignal3D::Generate(double dt, double h, double& fT0) {
   Free();
+  // The signal is made before the shot's checks run: refuse steps that would
+  // give no finite number of samples.
+  if (!(h > 0)) {
+    u_Error("Error! Incorrect spacial steps dx=dy=dz=%g specified!\n", h);
+    return -100;
+  }
+  if (!(dt > 0)) {
+    u_Error("Error! Incorrect time tact dt=%g specified!\n", dt);
+    return -101;
+  }
   // Scale for direct injection of the samples into the grid.
   const float fAmp = (float)(dt * 1e9 / (h * h * h));
   int nResult = m_strFile.IsEmpty() ? GenerateRicker(dt, fAmp, fT0) : GenerateFromFile(dt, fAmp, fT0);

@@ -91,6 +91,14 @@ TEST_F(SignalTest, MissingSignalFile) {
   EXPECT_TRUE(LogHas("Error! Unable to open file nothere.sgy containing signal shape."));
 }
 
+TEST_F(SignalTest, ZeroStepsAreRefusedBeforeAnyAllocation) {
+  double t0 = 0;
+  EXPECT_EQ(m_calc.m_Signal.Generate(0.0, 10, t0), -101);
+  EXPECT_TRUE(LogHas("Error! Incorrect time tact dt=0 specified!"));
+  EXPECT_EQ(m_calc.m_Signal.Generate(0.001, 0.0, t0), -100);
+  EXPECT_EQ(m_calc.m_Signal.m_pSignal, nullptr);
+}
+
 #ifdef KELVO_HAVE_SEGYIO
 // Three traces of 1 ms samples; the middle one carries the pulse.
 static void WritePulse(const std::string& name, int nSamples, const std::function<float(int)>& pulse) {
