@@ -1,0 +1,211 @@
+// Row loops of the host acoustic step. Included twice by Calc3D_OMP_Aco.cpp,
+// inside two namespaces compiled for different instruction sets; it relies on
+// the types and helpers defined there and has no include guard on purpose.
+
+// Velocity update of the points xs..xe of a row starting at index `row`.
+// XS: 0 no x correction, 1 the low x side, 2 the high x side. YP, ZP: one
+// y or z side applies to the whole row. DAMP: taper by fac[x] before the update.
+template <int XS, bool YP, bool ZP, bool DAMP>
+void URow(float* __restrict vx, float* __restrict vy, float* __restrict vz, const float* __restrict p,
+          const float* __restrict b, size_t row, ptrdiff_t sy, ptrdiff_t sz, ptrdiff_t xs, ptrdiff_t xe, PmlLine lx,
+          PmlLine ly, PmlLine lz, const float* __restrict fac) {
+  vx += row, vy += row, vz += row, p += row, b += row;
+  float* __restrict mx = lx.m + lx.off;
+  const float* __restrict ax = lx.a + lx.off;
+  const float* __restrict bx = lx.b + lx.off;
+  float* __restrict my = ly.m + ly.off;
+  const float* __restrict ay = ly.a + ly.off;
+  const float* __restrict by = ly.b + ly.off;
+  float* __restrict mz = lz.m + lz.off;
+  const float* __restrict az = lz.a + lz.off;
+  const float* __restrict bz = lz.b + lz.off;
+#pragma omp simd
+  for (ptrdiff_t x = xs; x <= xe; x++) {
+    float dx = fd::DMinus(p + x, 1);
+    float dy = fd::DMinus(p + x, sy);
+    float dz = fd::DMinus(p + x, sz);
+    if (XS != 0) {
+      const ptrdiff_t e = XS == 1 ? x : -x;
+      dx = fd::PmlCorrect(dx, mx[e], ax[e], bx[e]);
+    }
+    if (YP)
+      dy = fd::PmlCorrect(dy, my[x], ay[x], by[x]);
+    if (ZP)
+      dz = fd::PmlCorrect(dz, mz[x], az[x], bz[x]);
+    float ux = vx[x], uy = vy[x], uz = vz[x];
+    if (DAMP) {
+      const float f = fac[x];
+      ux *= f;
+      uy *= f;
+      uz *= f;
+    }
+    const float bb = b[x];
+    vx[x] = ux + bb * dx;
+    vy[x] = uy + bb * dy;
+    vz[x] = uz + bb * dz;
+  }
+}
+
+// Pressure update of a row piece; as URow, with the taper after the update.
+template <int XS, bool YP, bool ZP, bool DAMP>
+void TauRow(const float* __restrict vx, const float* __restrict vy, const float* __restrict vz, float* __restrict p,
+            const float* __restrict k, size_t row, ptrdiff_t sy, ptrdiff_t sz, ptrdiff_t xs, ptrdiff_t xe, PmlLine lx,
+            PmlLine ly, PmlLine lz, const float* __restrict fac) {
+  vx += row, vy += row, vz += row, p += row, k += row;
+  float* __restrict mx = lx.m + lx.off;
+  const float* __restrict ax = lx.a + lx.off;
+  const float* __restrict bx = lx.b + lx.off;
+  float* __restrict my = ly.m + ly.off;
+  const float* __restrict ay = ly.a + ly.off;
+  const float* __restrict by = ly.b + ly.off;
+  float* __restrict mz = lz.m + lz.off;
+  const float* __restrict az = lz.a + lz.off;
+  const float* __restrict bz = lz.b + lz.off;
+#pragma omp simd
+  for (ptrdiff_t x = xs; x <= xe; x++) {
+    float dx = fd::DPlus(vx + x, 1);
+    float dy = fd::DPlus(vy + x, sy);
+    float dz = fd::DPlus(vz + x, sz);
+    if (XS != 0) {
+      const ptrdiff_t e = XS == 1 ? x : -x;
+      dx = fd::PmlCorrect(dx, mx[e], ax[e], bx[e]);
+    }
+    if (YP)
+      dy = fd::PmlCorrect(dy, my[x], ay[x], by[x]);
+    if (ZP)
+      dz = fd::PmlCorrect(dz, mz[x], az[x], bz[x]);
+    float v = p[x] + k[x] * (dx + dy + dz);
+    if (DAMP)
+      v *= fac[x];
+    p[x] = v;
+  }
+}
+
+// Selects the loop of a row piece by its corrections.
+template <bool TAU, int XS, bool YP, bool ZP, bool DAMP>
+inline void RowPiece(const AcoCtx& c, size_t row, int xs, int xe, const PmlLine& lx, const PmlLine& ly,
+                     const PmlLine& lz, const float* fac) {
+  if (xs > xe)
+    return;
+  if (TAU)
+    TauRow<XS, YP, ZP, DAMP>(c.vx, c.vy, c.vz, c.p, c.k, row, c.sy, c.sz, xs, xe, lx, ly, lz, fac);
+  else
+    URow<XS, YP, ZP, DAMP>(c.vx, c.vy, c.vz, c.p, c.b, row, c.sy, c.sz, xs, xe, lx, ly, lz, fac);
+}
+
+// The x correction of the points xs..xe of a row in an x zone, after the row
+// has been updated with the plain x derivative: the memory takes the
+// derivative, and the update gets its share of the memory. XS 1: low side,
+// 2: high side.
+template <bool TAU, int XS>
+void XCorrection(const AcoCtx& c, size_t row, ptrdiff_t xs, ptrdiff_t xe, const PmlLine& l) {
+  float* __restrict m = l.m + l.off;
+  const float* __restrict a = l.a + l.off;
+  const float* __restrict b = l.b + l.off;
+  if (TAU) {
+    const float* __restrict vx = c.vx + row;
+    const float* __restrict k = c.k + row;
+    float* __restrict p = c.p + row;
+#pragma omp simd
+    for (ptrdiff_t x = xs; x <= xe; x++) {
+      const ptrdiff_t e = XS == 1 ? x : -x;
+      const float d = fd::DPlus(vx + x, 1);
+      m[e] = b[e] * m[e] + a[e] * d;
+      p[x] += k[x] * m[e];
+    }
+  } else {
+    const float* __restrict p = c.p + row;
+    const float* __restrict bb = c.b + row;
+    float* __restrict vx = c.vx + row;
+#pragma omp simd
+    for (ptrdiff_t x = xs; x <= xe; x++) {
+      const ptrdiff_t e = XS == 1 ? x : -x;
+      const float d = fd::DMinus(p + x, 1);
+      m[e] = b[e] * m[e] + a[e] * d;
+      vx[x] += bb[x] * m[e];
+    }
+  }
+}
+
+// A PML row: one loop over the whole row with the y and z corrections, then
+// the x corrections of the points in the x zones.
+template <bool TAU, bool YP, bool ZP>
+inline void PmlRowPieces(const AcoCtx& c, size_t row, int x0, int x1, int xLowEnd, int xHighBeg, const PmlLine& lxLow,
+                         const PmlLine& lxHigh, const PmlLine& ly, const PmlLine& lz) {
+  RowPiece<TAU, 0, YP, ZP, false>(c, row, x0, x1, lxLow, ly, lz, nullptr);
+  if (x0 <= xLowEnd)
+    XCorrection<TAU, 1>(c, row, x0, std::min(x1, xLowEnd), lxLow);
+  if (x1 >= xHighBeg)
+    XCorrection<TAU, 2>(c, row, std::max(x0, xHighBeg), x1, lxHigh);
+}
+
+// One row of a step with PML on, cut into its x zones.
+template <bool TAU> void PmlRow(const AcoCtx& c, int z, int y, int x0, int x1) {
+  const int N = c.nPml, s = c.s;
+  const int g = z + c.z0;
+  const size_t row = ((size_t)z * c.ny + y) * c.nx;
+  const int yl = fd::PmlLowLayer(y, N, s), yh = fd::PmlHighLayer(y, c.ny, N, s);
+  const int zl = fd::PmlLowLayer(g, N, s), zh = fd::PmlHighLayer(g, c.nzAll, N, s);
+  const int xLowEnd = N + s - 1;     // last x of the low zone
+  const int xHighBeg = c.nx - N - s; // first x of the high zone
+  if ((yl >= 0 && yh >= 0) || (zl >= 0 && zh >= 0) || xLowEnd >= xHighBeg) {
+    for (int x = x0; x <= x1; x++) {
+      if (TAU)
+        TauPoint(c, z, y, x);
+      else
+        UPoint(c, z, y, x);
+    }
+    return;
+  }
+  PmlLine lxLow, lxHigh, ly, lz;
+  const ptrdiff_t rowX = ((ptrdiff_t)z * c.ny + y) * N;
+  lxLow = {c.side[0][0].m, c.side[0][0].a, c.side[0][0].b, rowX - s};
+  lxHigh = {c.side[0][1].m, c.side[0][1].a, c.side[0][1].b, rowX + c.nx - s - 1};
+  const bool bY = yl >= 0 || yh >= 0;
+  const bool bZ = zl >= 0 || zh >= 0;
+  if (bY) {
+    const PmlSide& sd = c.side[1][yl >= 0 ? 0 : 1];
+    ly = {sd.m, sd.a, sd.b, ((ptrdiff_t)z * N + (yl >= 0 ? yl : yh)) * c.nx};
+  }
+  if (bZ) {
+    const PmlSide& sd = c.side[2][zl >= 0 ? 0 : 1];
+    lz = {sd.m, sd.a, sd.b, ((ptrdiff_t)(zl >= 0 ? zl : zh) * c.ny + y) * c.nx};
+  }
+  if (bY && bZ)
+    PmlRowPieces<TAU, true, true>(c, row, x0, x1, xLowEnd, xHighBeg, lxLow, lxHigh, ly, lz);
+  else if (bY)
+    PmlRowPieces<TAU, true, false>(c, row, x0, x1, xLowEnd, xHighBeg, lxLow, lxHigh, ly, lz);
+  else if (bZ)
+    PmlRowPieces<TAU, false, true>(c, row, x0, x1, xLowEnd, xHighBeg, lxLow, lxHigh, ly, lz);
+  else
+    PmlRowPieces<TAU, false, false>(c, row, x0, x1, xLowEnd, xHighBeg, lxLow, lxHigh, ly, lz);
+}
+
+// One row of a step with the taper frame.
+template <bool TAU> void DampRow(const AcoCtx& c, const float* tables, int z, int y, int x0, int x1) {
+  const int g = z + c.z0;
+  const size_t row = ((size_t)z * c.ny + y) * c.nx;
+  const int ry = std::min(std::min(y, c.ny - 1 - y), std::min(g, c.nzAll - 1 - g));
+  const PmlLine none;
+  if (ry < c.frame) {
+    RowPiece<TAU, 0, false, false, true>(c, row, x0, x1, none, none, none, tables + (size_t)ry * c.nx);
+    return;
+  }
+  const float* fac = tables + (size_t)c.frame * c.nx;
+  const int xa = c.frame, xb = c.nx - c.frame - 1;
+  if (xa > xb) {
+    RowPiece<TAU, 0, false, false, true>(c, row, x0, x1, none, none, none, fac);
+    return;
+  }
+  RowPiece<TAU, 0, false, false, true>(c, row, x0, std::min(x1, xa - 1), none, none, none, fac);
+  RowPiece<TAU, 0, false, false, false>(c, row, std::max(x0, xa), std::min(x1, xb), none, none, none, nullptr);
+  RowPiece<TAU, 0, false, false, true>(c, row, std::max(x0, xb + 1), x1, none, none, none, fac);
+}
+
+// One row of a step, whichever boundary treatment is in force.
+template <bool TAU> void Row(const AcoCtx& c, const float* tables, int z, int y, int x0, int x1) {
+  if (c.pml)
+    PmlRow<TAU>(c, z, y, x0, x1);
+  else
+    DampRow<TAU>(c, tables, z, y, x0, x1);
+}
