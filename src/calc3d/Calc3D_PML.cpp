@@ -31,7 +31,10 @@ int CCalc3D::InitPMLProfile() {
     return 0;
   const int N = m_nPML, s = m_nStart;
   const int nx = m_nNx, ny = m_nNy, nz = m_nNz;
-  const int nzAll = m_nNzAll > 0 ? m_nNzAll : m_nNz;
+  // Without a decomposition set up the process holds the whole depth.
+  const bool bWhole = m_nNzAll <= 0;
+  const int nzAll = bWhole ? m_nNz : m_nNzAll;
+  const int z0 = bWhole ? 0 : m_nZ0, z1 = bWhole ? m_nNz - 1 : m_nZ1;
   const double h = m_fH, dt = m_fDt, f = m_Signal.m_fFrequency;
   auto K = [&](int z, int y, int x) { return (double)m_pK[((size_t)z * ny + y) * nx + x]; };
 
@@ -55,16 +58,16 @@ int CCalc3D::InitPMLProfile() {
   }
   if (AllPresent(m_pPmlCoefZ)) {
     // Only the layers of the whole grid's top and bottom that this process holds.
-    if (m_nZ0 < N) {
+    if (z0 < N) {
       const int iEnd = std::min(N, nz - s);
       for (int i = 0; i < iEnd; i++)
         for (int y = 0; y < ny; y++)
           for (int x = 0; x < nx; x++)
             FillEntry(m_pPmlCoefZ, fd::PmlSlabZ(y, x, i, nx, ny), false, K(s + i, y, x), i, N, h, dt, f);
     }
-    if (nzAll - m_nZ1 <= N) {
-      const int i0 = nzAll - m_nZ1 - 1;
-      const int iEnd = std::min(N, nzAll - 1 - m_nZ0 - s);
+    if (nzAll - z1 <= N) {
+      const int i0 = nzAll - z1 - 1;
+      const int iEnd = std::min(N, nzAll - 1 - z0 - s);
       for (int i = std::max(i0, 0); i < iEnd; i++) {
         const int zl = nz - 1 - s - (i - i0);
         if (zl < 0 || zl >= nz)
