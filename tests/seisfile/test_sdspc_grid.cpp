@@ -4,7 +4,7 @@
 
 #include "SeisTestUtil.h"
 
-class SdsPCGrid : public CSeisTempDir {
+class SdsPCGrid : public ScratchDirTest {
 protected:
   // A depth model of one trace per (x, y) column, written by OnSave.
   void WriteModel(const std::string& path, const std::vector<CPointR>& pos, double z0, double z1, int nz,
