@@ -4,12 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "OutputTestDir.h"
-#include "SegyTestFile.h"
 #include "output/GatherMerge.h"
 #include "output/GatherWriter.h"
 #include "run/KelvoApp.h"
+#include "seisfile/ScratchDir.h"
 #include "seisfile/SdsPC.h"
+#include "seisfile/SegyTestFile.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ protected:
 #endif
     CSdsPC::COOR_SCALER = 1;
     CSdsPC::ELEV_SCALER = 1;
-    m_strPattern = m_dir.File("shot-%d.sgy");
+    m_strPattern = m_dir.Path("shot-%d.sgy");
   }
 
   std::string ShotFile(int nShot) const {
@@ -56,7 +56,7 @@ protected:
   }
   static float Value(int nShot, int i, int k) { return (float)nShot + 0.25f * i + 0.125f * k; }
 
-  COutputTestDir m_dir;
+  CScratchDir m_dir;
   std::string m_strPattern;
 };
 
@@ -64,7 +64,7 @@ TEST_F(GatherMergeTest, JoinsShotsInOrderAndKeepsShotIdsAndLineNumbers) {
   WriteShot(1, 3, 26, 0.004);
   WriteShot(2, 4, 26, 0.004);
   WriteShot(3, 2, 26, 0.004);
-  const std::string merged = m_dir.File("all.sgy");
+  const std::string merged = m_dir.Path("all.sgy");
   ASSERT_EQ(0, CGatherMerge::MergeSgy(merged.c_str(), m_strPattern.c_str(), 1, 3, false));
 
   CSegyTestFile f = CSegyTestFile::Read(merged);
@@ -88,31 +88,37 @@ TEST_F(GatherMergeTest, JoinsShotsInOrderAndKeepsShotIdsAndLineNumbers) {
   }
   // Without removal the shot files stay.
   for (int s = 1; s <= 3; s++)
-    EXPECT_TRUE(COutputTestDir::Exists(ShotFile(s)));
+    EXPECT_TRUE(file_exists(ShotFile(s)));
 }
 
 TEST_F(GatherMergeTest, GapsAreSkippedAndRemovalDeletesTheShotFiles) {
   WriteShot(1, 2, 11, 0.002);
   WriteShot(3, 3, 11, 0.002);
-  const std::string merged = m_dir.File("all.sgy");
+  const std::string merged = m_dir.Path("all.sgy");
   ASSERT_EQ(0, CGatherMerge::MergeSgy(merged.c_str(), m_strPattern.c_str(), 1, 4, true));
   CSegyTestFile f = CSegyTestFile::Read(merged);
   ASSERT_TRUE(f.m_bOk);
   ASSERT_EQ(5, f.m_nTraces);
   EXPECT_EQ(203, f.Field(4, SEGY_TR_ENERGY_SOURCE_POINT));
-  EXPECT_FALSE(COutputTestDir::Exists(ShotFile(1)));
-  EXPECT_FALSE(COutputTestDir::Exists(ShotFile(3)));
-  EXPECT_FALSE(COutputTestDir::Exists(ShotFile(1) + ".cr2"));
+  EXPECT_FALSE(file_exists(ShotFile(1)));
+  EXPECT_FALSE(file_exists(ShotFile(3)));
+  EXPECT_FALSE(file_exists(ShotFile(1) + ".cr2"));
 
-  // A second merge finds nothing and leaves an empty result.
+  // A second merge finds nothing and leaves a complete header-only file.
   ASSERT_EQ(0, CGatherMerge::MergeSgy(merged.c_str(), m_strPattern.c_str(), 1, 4, true));
-  EXPECT_EQ(3600, COutputTestDir::Size(merged));
+  ASSERT_EQ(3600, file_size(merged));
+  const std::string h = read_text(merged);
+  EXPECT_EQ(1, ((unsigned char)h[3224] << 8) | (unsigned char)h[3225]) << "format code";
+  EXPECT_EQ(0, ((unsigned char)h[3212] << 8) | (unsigned char)h[3213]) << "no traces";
+  // An empty range gives the same.
+  ASSERT_EQ(0, CGatherMerge::MergeSgy(merged.c_str(), m_strPattern.c_str(), 2, 1, false));
+  EXPECT_EQ(3600, file_size(merged));
 }
 
 TEST_F(GatherMergeTest, AnotherSampleIntervalIsResampledOntoTheFirstAxis) {
   WriteShot(1, 2, 21, 0.004); // 0 .. 80 ms
   WriteShot(2, 2, 41, 0.002); // same span, twice the samples
-  const std::string merged = m_dir.File("all.sgy");
+  const std::string merged = m_dir.Path("all.sgy");
   ASSERT_EQ(0, CGatherMerge::MergeSgy(merged.c_str(), m_strPattern.c_str(), 1, 2, false));
   CSegyTestFile f = CSegyTestFile::Read(merged);
   ASSERT_TRUE(f.m_bOk);
@@ -124,35 +130,15 @@ TEST_F(GatherMergeTest, AnotherSampleIntervalIsResampledOntoTheFirstAxis) {
     EXPECT_NEAR(Value(2, 1, 2 * k), f.m_vData[3][k], 1e-3) << k;
 }
 
-TEST_F(GatherMergeTest, EmptyRangeGivesAHeaderOnlyFile) {
+TEST_F(GatherMergeTest, BadResultNamesFailAndKeepTheShotFiles) {
   WriteShot(1, 2, 11, 0.002);
-  const std::string merged = m_dir.File("none.sgy");
-  ASSERT_EQ(0, CGatherMerge::MergeSgy(merged.c_str(), m_strPattern.c_str(), 2, 1, false));
-  EXPECT_EQ(3600, COutputTestDir::Size(merged));
-  // The header is complete: the format code stands at bytes 3225-3226.
-  FILE* fp = fopen(merged.c_str(), "rb");
-  ASSERT_NE(nullptr, fp);
-  unsigned char h[3600];
-  ASSERT_EQ(1u, fread(h, sizeof(h), 1, fp));
-  fclose(fp);
-  EXPECT_EQ(1, (h[3224] << 8) | h[3225]);
-  EXPECT_EQ(0, (h[3212] << 8) | h[3213]); // no traces
-}
-
-TEST_F(GatherMergeTest, ResultThatCannotBeCreatedFails) {
-  WriteShot(1, 2, 11, 0.002);
-  const std::string merged = m_dir.File("missing-dir/all.sgy");
-  EXPECT_EQ(-1, CGatherMerge::MergeSgy(merged.c_str(), m_strPattern.c_str(), 1, 1, true));
-  EXPECT_TRUE(COutputTestDir::Exists(ShotFile(1)));
-}
-
-TEST_F(GatherMergeTest, ApplicationMergeChecksTheResultName) {
-  WriteShot(1, 2, 11, 0.002);
+  EXPECT_EQ(-1, CGatherMerge::MergeSgy(m_dir.Path("missing-dir/all.sgy").c_str(), m_strPattern.c_str(), 1, 1, true));
+  EXPECT_TRUE(file_exists(ShotFile(1)));
   EXPECT_EQ(-10, m_job.MergeResults("a.sg", m_strPattern.c_str(), 1, 1, false));
-  EXPECT_EQ(-11, m_job.MergeResults(m_dir.File("all.txt").c_str(), m_strPattern.c_str(), 1, 1, false));
-  EXPECT_FALSE(COutputTestDir::Exists(m_dir.File("all.txt")));
+  EXPECT_EQ(-11, m_job.MergeResults(m_dir.Path("all.txt").c_str(), m_strPattern.c_str(), 1, 1, false));
+  EXPECT_FALSE(file_exists(m_dir.Path("all.txt")));
   // A name ending in .rec still receives SEG-Y.
-  const std::string rec = m_dir.File("all.rec");
+  const std::string rec = m_dir.Path("all.rec");
   ASSERT_EQ(0, m_job.MergeResults(rec.c_str(), m_strPattern.c_str(), 1, 1, false));
   CSegyTestFile f = CSegyTestFile::Read(rec);
   ASSERT_TRUE(f.m_bOk);

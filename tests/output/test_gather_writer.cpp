@@ -3,10 +3,10 @@
 #include <cmath>
 #include <vector>
 
-#include "OutputTestDir.h"
-#include "SegyTestFile.h"
 #include "output/GatherWriter.h"
+#include "seisfile/ScratchDir.h"
 #include "seisfile/SdsPC.h"
+#include "seisfile/SegyTestFile.h"
 
 namespace {
 
@@ -39,14 +39,14 @@ protected:
 
   static constexpr int kTraces = 5;
   static constexpr int kSamples = 51;
-  COutputTestDir m_dir;
+  CScratchDir m_dir;
   CGatherWriter m_writer;
   std::vector<C3DPointR> m_rcv;
   std::vector<float> m_data;
 };
 
 TEST_F(GatherWriterTest, SamplesAxisAndGeometryReadBackWithAnIndependentReader) {
-  const std::string path = m_dir.File("g.sgy");
+  const std::string path = m_dir.Path("g.sgy");
   ASSERT_EQ(0,
             m_writer.Write(path.c_str(), kTraces, kSamples, m_data.data(), m_rcv, nullptr, nullptr, nullptr, nullptr));
   CSegyTestFile f = CSegyTestFile::Read(path);
@@ -70,24 +70,12 @@ TEST_F(GatherWriterTest, SamplesAxisAndGeometryReadBackWithAnIndependentReader) 
   }
 }
 
-TEST_F(GatherWriterTest, WithoutNumbersTheShotNumberStandsInFileAndShotFields) {
-  const std::string path = m_dir.File("g.sgy");
-  std::vector<int> none(kTraces, -1), zero(kTraces, 0);
-  ASSERT_EQ(0, m_writer.Write(path.c_str(), kTraces, kSamples, m_data.data(), m_rcv, &zero, &zero, &none, &none));
-  CSegyTestFile f = CSegyTestFile::Read(path);
-  ASSERT_TRUE(f.m_bOk);
-  for (int i = 0; i < kTraces; i++) {
-    EXPECT_EQ(3, f.Field(i, SEGY_TR_FIELD_RECORD));
-    EXPECT_EQ(3, f.Field(i, SEGY_TR_ENERGY_SOURCE_POINT));
-    EXPECT_EQ(i + 1, f.Field(i, SEGY_TR_NUMBER_ORIG_FIELD));
-  }
-}
-
+// Receiver numbers and the shot id go to their header fields; absent numbers
+// (0 or -1) leave the running numbers or the shot number in their place.
 TEST_F(GatherWriterTest, ReceiverNumbersAndShotIdGoToTheirHeaderFields) {
-  const std::string path = m_dir.File("g.sgy");
-  std::vector<int> inl, xl, tid, fid;
+  const std::string path = m_dir.Path("g.sgy");
+  std::vector<int> inl(kTraces, 7), xl, tid, fid, none(kTraces, -1), zero(kTraces, 0);
   for (int i = 0; i < kTraces; i++) {
-    inl.push_back(7);
     xl.push_back(11 + i);
     tid.push_back(i == 2 ? -1 : 500 + i); // a trace without id keeps its running number
     fid.push_back(9000 + i);
@@ -106,17 +94,17 @@ TEST_F(GatherWriterTest, ReceiverNumbersAndShotIdGoToTheirHeaderFields) {
     // Completing the headers leaves the samples alone.
     EXPECT_FLOAT_EQ(m_data[10 * kTraces + i], f.m_vData[i][10]);
   }
-}
-
-TEST_F(GatherWriterTest, InlineWithoutCrosslineIsNotWritten) {
-  const std::string path = m_dir.File("g.sgy");
-  std::vector<int> inl(kTraces, 4), xl(kTraces, 0), none(kTraces, -1);
-  ASSERT_EQ(0, m_writer.Write(path.c_str(), kTraces, kSamples, m_data.data(), m_rcv, &inl, &xl, &none, &none));
-  CSegyTestFile f = CSegyTestFile::Read(path);
+  // Without numbers the shot number stands in the file and shot fields; an
+  // inline without crossline is not written (the running number stays).
+  ASSERT_EQ(0, m_writer.Write(path.c_str(), kTraces, kSamples, m_data.data(), m_rcv, &inl, &zero, &none, &none));
+  f = CSegyTestFile::Read(path);
   ASSERT_TRUE(f.m_bOk);
-  // Bytes 189-192 keep the running trace number within the file.
-  for (int i = 0; i < kTraces; i++)
+  for (int i = 0; i < kTraces; i++) {
+    EXPECT_EQ(3, f.Field(i, SEGY_TR_FIELD_RECORD));
+    EXPECT_EQ(3, f.Field(i, SEGY_TR_ENERGY_SOURCE_POINT));
+    EXPECT_EQ(i + 1, f.Field(i, SEGY_TR_NUMBER_ORIG_FIELD));
     EXPECT_EQ(i + 1, f.Field(i, SEGY_TR_INLINE));
+  }
 }
 
 TEST_F(GatherWriterTest, NegativeScalersKeepCentimetres) {
@@ -125,7 +113,7 @@ TEST_F(GatherWriterTest, NegativeScalersKeepCentimetres) {
   m_writer.m_ptShot = C3DPointR(12.5, 3.25, 1.5);
   for (int i = 0; i < kTraces; i++)
     m_rcv[i] = C3DPointR(0.75 * i, 2.5, 0.25);
-  const std::string path = m_dir.File("g.sgy");
+  const std::string path = m_dir.Path("g.sgy");
   ASSERT_EQ(0,
             m_writer.Write(path.c_str(), kTraces, kSamples, m_data.data(), m_rcv, nullptr, nullptr, nullptr, nullptr));
   CSegyTestFile f = CSegyTestFile::Read(path);
@@ -142,13 +130,13 @@ TEST_F(GatherWriterTest, NegativeScalersKeepCentimetres) {
 }
 
 TEST_F(GatherWriterTest, RefusesBadInputAndReportsWriteFailure) {
-  const std::string path = m_dir.File("g.sgy");
+  const std::string path = m_dir.Path("g.sgy");
   EXPECT_EQ(-1, m_writer.Write(path.c_str(), 0, kSamples, m_data.data(), m_rcv, nullptr, nullptr, nullptr, nullptr));
-  EXPECT_FALSE(COutputTestDir::Exists(path));
+  EXPECT_FALSE(file_exists(path));
   std::vector<C3DPointR> few(m_rcv.begin(), m_rcv.begin() + 2);
   EXPECT_EQ(-1,
             m_writer.Write(path.c_str(), kTraces, kSamples, m_data.data(), few, nullptr, nullptr, nullptr, nullptr));
-  const std::string bad = m_dir.File("no-such-dir/g.sgy");
+  const std::string bad = m_dir.Path("no-such-dir/g.sgy");
   EXPECT_EQ(1,
             m_writer.Write(bad.c_str(), kTraces, kSamples, m_data.data(), m_rcv, nullptr, nullptr, nullptr, nullptr));
 }

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "OutputTestDir.h"
-#include "SegyTestFile.h"
 #include "calc3d/Calc3D_OMP.h"
 #include "run/KelvoApp.h"
+#include "seisfile/ScratchDir.h"
+#include "seisfile/SegyTestFile.h"
 
 namespace {
 
@@ -73,8 +73,8 @@ protected:
     // One directory for the group, made by the leader.
     char szDir[256] = {0};
     if (g_nNode == 0) {
-      m_pDir = new COutputTestDir;
-      strncpy(szDir, m_pDir->Path().c_str(), sizeof(szDir) - 1);
+      m_pDir = new CScratchDir;
+      strncpy(szDir, m_pDir->Root().c_str(), sizeof(szDir) - 1);
     }
     MPI_Bcast(szDir, sizeof(szDir), MPI_CHAR, 0, MPI_COMM_WORLD);
     m_strDir = szDir;
@@ -116,7 +116,7 @@ protected:
   static float Value(int g, int k) { return 10.0f * (g + 1) + 0.5f * k; }
 
   CCalc3D_OMP m_calc;
-  COutputTestDir* m_pDir = nullptr;
+  CScratchDir* m_pDir = nullptr;
   std::string m_strDir;
 };
 
@@ -154,7 +154,7 @@ TEST_F(GroupGather, FailingMemberStopsTheComponentOnAllSides) {
   }
   if (g_nNode == 0) {
     EXPECT_NE(0, nResult);
-    EXPECT_FALSE(COutputTestDir::Exists(path));
+    EXPECT_FALSE(file_exists(path));
   }
   // The group is still in step: the next component goes through.
   const std::string pathZ = m_strDir + "/gather-z.sgy";

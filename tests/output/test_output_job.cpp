@@ -4,25 +4,16 @@
 
 #include <cmath>
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "OutputTestDir.h"
-#include "SegyTestFile.h"
 #include "output/ExampleJob.h"
+#include "seisfile/ScratchDir.h"
+#include "seisfile/SegyTestFile.h"
 
 namespace {
 
 const char kComponents[] = {'x', 'y', 'z', 'c'};
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
 
 class OutputJobTest : public ::testing::Test {
 protected:
@@ -30,7 +21,7 @@ protected:
 #ifndef KELVO_HAVE_SEGYIO
     GTEST_SKIP() << "segyio not available";
 #endif
-    if (!COutputTestDir::Exists(KELVO_BINARY))
+    if (!file_exists(KELVO_BINARY))
       GTEST_SKIP() << "kelvo program not built";
   }
 
@@ -56,7 +47,7 @@ protected:
     const std::string log = dir + "/console.txt";
     const std::string cmd = "cd '" + dir + "' && '" KELVO_BINARY "' > console.txt 2>&1";
     const int st = system(cmd.c_str());
-    out = ReadFile(log);
+    out = read_text(log);
     return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
   }
 
@@ -65,26 +56,26 @@ protected:
     return dir + "/vp+Gath3DAPU" + c + "-" + std::to_string(nShot) + ".sgy";
   }
 
-  COutputTestDir m_dir;
+  CScratchDir m_dir;
 };
 
 TEST_F(OutputJobTest, MergedGathersCarryGeometryAndSurveyNumbers) {
-  const CExampleJob job = SmallJob(m_dir.Path(), 2);
+  const CExampleJob job = SmallJob(m_dir.Root(), 2);
   ASSERT_EQ(0, job.Write());
   std::string out;
-  ASSERT_EQ(0, RunKelvo(m_dir.Path(), out)) << out;
+  ASSERT_EQ(0, RunKelvo(m_dir.Root(), out)) << out;
 
   for (char c : kComponents) {
-    CSegyTestFile f = CSegyTestFile::Read(Merged(m_dir.Path(), c));
+    CSegyTestFile f = CSegyTestFile::Read(Merged(m_dir.Root(), c));
     ASSERT_TRUE(f.m_bOk) << c;
     EXPECT_EQ(18, f.m_nTraces) << c;
     EXPECT_EQ(31, f.m_nSamples) << c;
     EXPECT_FLOAT_EQ(2000.0f, f.m_fDtUs) << c;
     // The merge removed the per-shot files.
-    EXPECT_FALSE(COutputTestDir::Exists(PerShot(m_dir.Path(), c, 1))) << c;
+    EXPECT_FALSE(file_exists(PerShot(m_dir.Root(), c, 1))) << c;
   }
 
-  CSegyTestFile f = CSegyTestFile::Read(Merged(m_dir.Path(), 'c'));
+  CSegyTestFile f = CSegyTestFile::Read(Merged(m_dir.Root(), 'c'));
   ASSERT_TRUE(f.m_bOk);
   for (int t = 0; t < f.m_nTraces; t++) {
     const int s = t / 9 + 1, r = t % 9;
@@ -113,7 +104,7 @@ TEST_F(OutputJobTest, MergedGathersCarryGeometryAndSurveyNumbers) {
 }
 
 TEST_F(OutputJobTest, BigSeismogramGivesIdenticalGathers) {
-  const std::string dirMem = m_dir.File("memory"), dirFile = m_dir.File("file");
+  const std::string dirMem = m_dir.Path("memory"), dirFile = m_dir.Path("file");
   CExampleJob job = SmallJob(dirMem, 2);
   ASSERT_EQ(0, job.Write());
   job.m_strDir = dirFile.c_str();
@@ -125,29 +116,29 @@ TEST_F(OutputJobTest, BigSeismogramGivesIdenticalGathers) {
   // The gathers really went through the spill file: the memory table counts one row.
   EXPECT_NE(std::string::npos, out.find("Seismogram (n)=(9)")) << out;
   for (char c : kComponents) {
-    const std::string a = ReadFile(Merged(dirMem, c)), b = ReadFile(Merged(dirFile, c));
+    const std::string a = read_text(Merged(dirMem, c)), b = read_text(Merged(dirFile, c));
     ASSERT_GT(a.size(), 3600u) << c;
     EXPECT_TRUE(a == b) << "component " << c << " differs";
   }
   // The spill files are gone after the run.
-  EXPECT_FALSE(COutputTestDir::Exists(dirFile + "/BigSeis-0(1).bin"));
-  EXPECT_FALSE(COutputTestDir::Exists(dirFile + "/BigSeis-0(2).bin"));
+  EXPECT_FALSE(file_exists(dirFile + "/BigSeis-0(1).bin"));
+  EXPECT_FALSE(file_exists(dirFile + "/BigSeis-0(2).bin"));
 }
 
 TEST_F(OutputJobTest, RecoveryComputesOnlyMissingShotsAndMergesAll) {
   // A run stopped after shot 2 of 4: only its per-shot files are there.
-  CExampleJob job = SmallJob(m_dir.Path(), 4);
+  CExampleJob job = SmallJob(m_dir.Root(), 4);
   job.m_bMerge = false;
   job.m_nFirstPoint = 1;
   job.m_nLastPoint = 2;
   ASSERT_EQ(0, job.Write());
   std::string out;
-  ASSERT_EQ(0, RunKelvo(m_dir.Path(), out)) << out;
+  ASSERT_EQ(0, RunKelvo(m_dir.Root(), out)) << out;
   for (char c : kComponents) {
-    ASSERT_TRUE(COutputTestDir::Exists(PerShot(m_dir.Path(), c, 2))) << c;
-    ASSERT_FALSE(COutputTestDir::Exists(PerShot(m_dir.Path(), c, 3))) << c;
+    ASSERT_TRUE(file_exists(PerShot(m_dir.Root(), c, 2))) << c;
+    ASSERT_FALSE(file_exists(PerShot(m_dir.Root(), c, 3))) << c;
   }
-  CSegyTestFile shot2 = CSegyTestFile::Read(PerShot(m_dir.Path(), 'z', 2));
+  CSegyTestFile shot2 = CSegyTestFile::Read(PerShot(m_dir.Root(), 'z', 2));
   ASSERT_TRUE(shot2.m_bOk);
   EXPECT_EQ(9, shot2.m_nTraces);
   EXPECT_EQ(102, shot2.Field(0, SEGY_TR_ENERGY_SOURCE_POINT));
@@ -158,13 +149,13 @@ TEST_F(OutputJobTest, RecoveryComputesOnlyMissingShotsAndMergesAll) {
   job.m_nFirstPoint = 0;
   job.m_nLastPoint = 0;
   ASSERT_EQ(0, job.WriteTask());
-  ASSERT_EQ(0, RunKelvo(m_dir.Path(), out)) << out;
+  ASSERT_EQ(0, RunKelvo(m_dir.Root(), out)) << out;
   EXPECT_NE(std::string::npos, out.find("Shot Point #1 is already calculated - skipped.")) << out;
   EXPECT_NE(std::string::npos, out.find("Shot Point #2 is already calculated - skipped.")) << out;
   EXPECT_EQ(std::string::npos, out.find("Shot Point #3 is already calculated")) << out;
   EXPECT_EQ(std::string::npos, out.find("Shot Point #4 is already calculated")) << out;
 
-  CSegyTestFile f = CSegyTestFile::Read(Merged(m_dir.Path(), 'z'));
+  CSegyTestFile f = CSegyTestFile::Read(Merged(m_dir.Root(), 'z'));
   ASSERT_TRUE(f.m_bOk);
   ASSERT_EQ(36, f.m_nTraces);
   for (int t = 0; t < 36; t++)
@@ -175,7 +166,7 @@ TEST_F(OutputJobTest, RecoveryComputesOnlyMissingShotsAndMergesAll) {
 }
 
 TEST_F(OutputJobTest, TimeFieldsMergeAndSnapshotCubesAreWritten) {
-  CExampleJob job = SmallJob(m_dir.Path(), 2);
+  CExampleJob job = SmallJob(m_dir.Root(), 2);
   job.m_t1 = 0.1; // long enough for the second snapshot
   job.m_nTimeFieldType = 3;
   job.m_fTimeStep = 20;
@@ -184,12 +175,12 @@ TEST_F(OutputJobTest, TimeFieldsMergeAndSnapshotCubesAreWritten) {
   job.m_fSnap3DStep = 20;
   ASSERT_EQ(0, job.Write());
   std::string out;
-  ASSERT_EQ(0, RunKelvo(m_dir.Path(), out)) << out;
+  ASSERT_EQ(0, RunKelvo(m_dir.Root(), out)) << out;
 
   // Time-field grid: 160 x 160 x 120 m at 20 m gives 9 x 9 columns of 7 samples.
   for (const char* szType : {"MaxEnergy", "MaxDiv"}) {
-    const std::string name = m_dir.Path() + "/vp+Time3DAPU(" + szType + ")";
-    EXPECT_FALSE(COutputTestDir::Exists(name + "-1.sgy")) << szType;
+    const std::string name = m_dir.Root() + "/vp+Time3DAPU(" + szType + ")";
+    EXPECT_FALSE(file_exists(name + "-1.sgy")) << szType;
     CSegyTestFile f = CSegyTestFile::Read(name + ".sgy");
     ASSERT_TRUE(f.m_bOk) << szType;
     ASSERT_EQ(162, f.m_nTraces) << szType;
@@ -215,7 +206,7 @@ TEST_F(OutputJobTest, TimeFieldsMergeAndSnapshotCubesAreWritten) {
     for (const char* szTime : {"0.04", "0.08"}) {
       for (char c : {'c', 'z'}) {
         const std::string name =
-            m_dir.Path() + "/vp+3DSnap3DAPU" + c + "(t=" + szTime + ")-" + std::to_string(s) + ".sgy";
+            m_dir.Root() + "/vp+3DSnap3DAPU" + c + "(t=" + szTime + ")-" + std::to_string(s) + ".sgy";
         CSegyTestFile f = CSegyTestFile::Read(name);
         ASSERT_TRUE(f.m_bOk) << name;
         ASSERT_EQ(64, f.m_nTraces) << name;
