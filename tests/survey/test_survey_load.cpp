@@ -45,16 +45,14 @@ TEST(SurveyLine, ColumnsAndDefaults) {
   for (const char* bad : {"1 2 3 4 5", "", "\n", "abc 1 2 3 4 5 6"})
     EXPECT_EQ(Parse(bad).res, 1) << bad;
   EXPECT_EQ(Parse(nullptr).res, 1);
-}
 
-TEST(SurveyLine, ZeroTensorAndNegativeIdMeanNone) {
-  ParsedLine p = Parse("1 2 3 4 5 6 0 0 -5 0 0 0 0 0 0");
+  // A zero tensor and a negative id mean none; one non-zero component makes
+  // a tensor, whichever it is, and the rest of a partial one is zero.
+  p = Parse("1 2 3 4 5 6 0 0 -5 0 0 0 0 0 0");
   EXPECT_EQ(p.id, -1);
   EXPECT_EQ(p.k[0], -9999.25f);
-  // One non-zero component makes it a tensor, whichever it is.
   EXPECT_EQ(Parse("1 2 3 4 5 6 0 0 3 0 0 0 0 0 2.5").k[0], 0.f);
   EXPECT_EQ(Parse("1 2 3 4 5 6 0 0 3 0 -1").k[0], 0.f);
-  // A tensor given in part: the rest is zero.
   p = Parse("1 2 3 4 5 6 0 0 3 1.5");
   EXPECT_EQ(p.k[0], 1.5f);
   EXPECT_EQ(p.k[1], 0.f);
