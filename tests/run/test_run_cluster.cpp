@@ -17,40 +17,29 @@ TEST(ClusterPlan, GroupSizeFromMemory) {
   EXPECT_EQ(1, CClusterPlan::GroupSize(9000, 1000, 1));
 }
 
-TEST(ClusterPlan, LastGroupTakesTheRest) {
-  // 7 workers in groups of 3: ranks 1-3 form group 1, ranks 4-7 group 2 of size 4.
-  CClusterPlan plan;
-  plan.Partition(7, 3);
-  EXPECT_EQ(2, plan.m_nGroups);
-  EXPECT_EQ((std::vector<int>{1, 4}), plan.m_vLeaders);
-  EXPECT_EQ((std::vector<int>{1, 1, 1, 2, 2, 2, 2}), plan.m_vGroup);
-  EXPECT_EQ((std::vector<int>{3, 3, 3, 4, 4, 4, 4}), plan.m_vSize);
-  EXPECT_EQ((std::vector<int>{0, 1, 2, 0, 1, 2, 3}), plan.m_vRank);
-}
-
-TEST(ClusterPlan, EvenGroupsAndLoneWorkers) {
-  CClusterPlan plan;
-  plan.Partition(6, 2);
-  EXPECT_EQ(3, plan.m_nGroups);
-  EXPECT_EQ((std::vector<int>{1, 3, 5}), plan.m_vLeaders);
-  EXPECT_EQ((std::vector<int>{0, 1, 0, 1, 0, 1}), plan.m_vRank);
-  EXPECT_EQ((std::vector<int>{2, 2, 2, 2, 2, 2}), plan.m_vSize);
-
-  plan.Partition(3, 1);
-  EXPECT_EQ((std::vector<int>{1, 2, 3}), plan.m_vLeaders);
-  EXPECT_EQ((std::vector<int>{1, 1, 1}), plan.m_vSize);
-  EXPECT_EQ((std::vector<int>{0, 0, 0}), plan.m_vRank);
-
-  // One group of all: 5 workers, g = 3 gives a single group of 5.
-  plan.Partition(5, 3);
-  EXPECT_EQ((std::vector<int>{1}), plan.m_vLeaders);
-  EXPECT_EQ((std::vector<int>{0, 1, 2, 3, 4}), plan.m_vRank);
-  EXPECT_EQ((std::vector<int>{5, 5, 5, 5, 5}), plan.m_vSize);
-
-  // More per group than workers: no group at all.
-  plan.Partition(2, 3);
-  EXPECT_EQ(0, plan.m_nGroups);
-  EXPECT_TRUE(plan.m_vLeaders.empty());
+TEST(ClusterPlan, PartitionIntoGroupsWithTheLastTakingTheRest) {
+  const struct {
+    int workers, g, groups;
+    std::vector<int> leaders, group, size, rank;
+  } cases[] = {
+      // 7 workers in groups of 3: ranks 1-3 form group 1, ranks 4-7 group 2 of size 4.
+      {7, 3, 2, {1, 4}, {1, 1, 1, 2, 2, 2, 2}, {3, 3, 3, 4, 4, 4, 4}, {0, 1, 2, 0, 1, 2, 3}},
+      {6, 2, 3, {1, 3, 5}, {1, 1, 2, 2, 3, 3}, {2, 2, 2, 2, 2, 2}, {0, 1, 0, 1, 0, 1}},
+      {3, 1, 3, {1, 2, 3}, {1, 2, 3}, {1, 1, 1}, {0, 0, 0}},
+      {5, 3, 1, {1}, {1, 1, 1, 1, 1}, {5, 5, 5, 5, 5}, {0, 1, 2, 3, 4}},
+      {2, 3, 0, {}, {}, {}, {}}, // more per group than workers: no group at all
+  };
+  for (const auto& c : cases) {
+    CClusterPlan plan;
+    plan.Partition(c.workers, c.g);
+    EXPECT_EQ(c.groups, plan.m_nGroups) << c.workers << "/" << c.g;
+    EXPECT_EQ(c.leaders, plan.m_vLeaders) << c.workers << "/" << c.g;
+    if (c.groups == 0)
+      continue;
+    EXPECT_EQ(c.group, plan.m_vGroup) << c.workers << "/" << c.g;
+    EXPECT_EQ(c.size, plan.m_vSize) << c.workers << "/" << c.g;
+    EXPECT_EQ(c.rank, plan.m_vRank) << c.workers << "/" << c.g;
+  }
 }
 
 } // namespace

@@ -11,8 +11,7 @@
 
 namespace {
 
-class TaskFileSyntax : public InTempDir {};
-class TaskFileReaders : public InTempDir {};
+using TaskFileSyntax = InTempDir;
 
 std::vector<CString> Lines(std::initializer_list<const char*> l) {
   std::vector<CString> v;
@@ -22,19 +21,18 @@ std::vector<CString> Lines(std::initializer_list<const char*> l) {
 }
 
 TEST_F(TaskFileSyntax, CommentsBlanksAndLongLines) {
-  TempDir dir;
   std::string longLine = "Key = " + std::string(300, 'a');
-  WriteFile(dir.Path("t.ini"), "[modeling]   \r\n"
-                               "# a comment line\n"
-                               "\n"
-                               "   \n"
-                               "Alpha = 1 ; comment\n"
-                               "; whole-line comment\n"
-                               "  ; indented comment\n"
-                               "Beta=2\t\n" +
-                                   longLine + "\n");
+  WriteFile(Path("t.ini"), "[modeling]   \r\n"
+                           "# a comment line\n"
+                           "\n"
+                           "   \n"
+                           "Alpha = 1 ; comment\n"
+                           "; whole-line comment\n"
+                           "  ; indented comment\n"
+                           "Beta=2\t\n" +
+                               longLine + "\n");
   std::vector<CString> lines;
-  ASSERT_EQ(0, task_read_lines(dir.Path("t.ini").c_str(), lines));
+  ASSERT_EQ(0, task_read_lines(Path("t.ini").c_str(), lines));
   ASSERT_EQ(6u, lines.size());
   EXPECT_STREQ("[modeling]", lines[0]);
   EXPECT_STREQ("Alpha = 1 ", lines[1]) << "blanks before ';' stay";
@@ -42,20 +40,20 @@ TEST_F(TaskFileSyntax, CommentsBlanksAndLongLines) {
   EXPECT_STREQ("Beta=2", lines[3]);
   EXPECT_EQ(255u, lines[4].GetLength()) << "a long line is cut into pieces of 255";
   EXPECT_EQ(std::string(51, 'a'), std::string((const char*)lines[5]));
-}
-
-TEST_F(TaskFileSyntax, MissingFile) {
-  std::vector<CString> lines = Lines({"x"});
   EXPECT_EQ(-1, task_read_lines("/nonexistent/dir/runtask.ini", lines));
 }
 
-TEST_F(TaskFileReaders, ResultCodesAndUnchangedOnAbsence) {
+TEST(TaskFileReaders, ResultCodesAndUnchangedOnAbsence) {
   std::vector<CString> lines = Lines({"[modeling]", "A = 5", "[Mesh]", "dx = 2.5"});
   int n = 77;
+  CaptureStdout cap;
   EXPECT_EQ(1, get_parameter_int(lines, "[modeling]", "B", &n));
   EXPECT_EQ(77, n);
-  EXPECT_EQ(2, get_parameter_int(lines, "[Nope]", "A", &n));
+  EXPECT_EQ(2, get_parameter_int(lines, "[GPU]", "A", &n));
   EXPECT_EQ(77, n);
+  const std::string out = cap.Text();
+  EXPECT_NE(std::string::npos, out.find("Parameter '[modeling]\\B' isn't found in the 'runtask.ini' file.\n"));
+  EXPECT_NE(std::string::npos, out.find("Section '[GPU]\\A' isn't found in the 'runtask.ini' file.\n"));
   EXPECT_EQ(0, get_parameter_int(lines, "[modeling]", "A", &n));
   EXPECT_EQ(5, n);
   double d = 0;
@@ -66,7 +64,7 @@ TEST_F(TaskFileReaders, ResultCodesAndUnchangedOnAbsence) {
   EXPECT_EQ(1, get_parameter_int(lines, "[modeling]", "A", &n));
 }
 
-TEST_F(TaskFileReaders, PrefixMatchNeedsEqualsSign) {
+TEST(TaskFileReaders, PrefixMatchNeedsEqualsSign) {
   std::vector<CString> lines = Lines({"[Survey]", "dtx", "dtime = 0.004", "dt = 0.002"});
   double d = 0;
   ASSERT_EQ(0, get_parameter_double(lines, "[Survey]", "dt", &d));
@@ -76,7 +74,7 @@ TEST_F(TaskFileReaders, PrefixMatchNeedsEqualsSign) {
   EXPECT_EQ(2u, lines.size());
 }
 
-TEST_F(TaskFileReaders, KeysAreBoundToTheirSection) {
+TEST(TaskFileReaders, KeysAreBoundToTheirSection) {
   std::vector<CString> lines = Lines({"[Mesh]", "dt = 0.001", "[Survey]", "dt = 0.004"});
   double d = 0;
   ASSERT_EQ(0, get_parameter_double(lines, "[Survey]", "dt", &d));
@@ -89,7 +87,7 @@ TEST_F(TaskFileReaders, KeysAreBoundToTheirSection) {
   EXPECT_EQ(1, get_parameter_double(l2, "[mesh]", "dt", &d));
 }
 
-TEST_F(TaskFileReaders, SecondBlockOfASection) {
+TEST(TaskFileReaders, SecondBlockOfASection) {
   // Directly following block of the same section: searched.
   std::vector<CString> a = Lines({"[modeling]", "A = 1", "[modeling]", "B = 2"});
   int n = 0;
@@ -102,7 +100,7 @@ TEST_F(TaskFileReaders, SecondBlockOfASection) {
   EXPECT_EQ(0, n);
 }
 
-TEST_F(TaskFileReaders, ValueText) {
+TEST(TaskFileReaders, ValueText) {
   std::vector<CString> lines =
       Lines({"[modeling]", "OutputDir =   \t out/dir", "Empty =", "Long = abcdefghij", "Flag = 0", "On = 3"});
   char sz[64];
@@ -121,7 +119,7 @@ TEST_F(TaskFileReaders, ValueText) {
   EXPECT_TRUE(b);
 }
 
-TEST_F(TaskFileReaders, DuplicateKeyStaysAsRedundant) {
+TEST(TaskFileReaders, DuplicateKeyStaysAsRedundant) {
   std::vector<CString> lines = Lines({"Stray = 1", "[modeling]", "A = 1", "A = 2", "[Mesh]", "dx = 5"});
   int n = 0;
   ASSERT_EQ(0, get_parameter_int(lines, "[modeling]", "A", &n));
@@ -135,17 +133,6 @@ TEST_F(TaskFileReaders, DuplicateKeyStaysAsRedundant) {
   CaptureStdout cap2;
   EXPECT_EQ(3, task_report_redundant(lines, true));
   EXPECT_NE(std::string::npos, cap2.Text().find("Error! Redundant variable: [modeling], A = 2\n"));
-}
-
-TEST_F(TaskFileReaders, NotFoundMessages) {
-  std::vector<CString> lines = Lines({"[modeling]", "A = 1"});
-  int n = 0;
-  CaptureStdout cap;
-  get_parameter_int(lines, "[modeling]", "B", &n);
-  get_parameter_int(lines, "[GPU]", "Device", &n);
-  std::string out = cap.Text();
-  EXPECT_NE(std::string::npos, out.find("Parameter '[modeling]\\B' isn't found in the 'runtask.ini' file.\n"));
-  EXPECT_NE(std::string::npos, out.find("Section '[GPU]\\Device' isn't found in the 'runtask.ini' file.\n"));
 }
 
 } // namespace
