@@ -1,26 +1,16 @@
 // Shared pieces of the model, signal and shot-preparation tests: a host
-// backend that only holds model cubes, a temporary job directory, and
-// SEG-Y writers independent of the system's own trace-file code.
+// backend that only holds model cubes, a scratch job directory, and SEG-Y
+// model writers independent of the system's own trace-file code.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "calc3d/Calc3D.h"
 #include "run/KelvoApp.h"
-
-#ifdef KELVO_HAVE_SEGYIO
-#include <segyio/segy.h>
-#endif
+#include "seisfile/ScratchDir.h"
+#include "seisfile/SegyTestFile.h"
 
 // A backend with model cubes only: enough to prepare shots and build models.
 class CModelOnlyCalc3D : public CCalc3D {
@@ -93,47 +83,20 @@ public:
   size_t Idx(int x, int y, int z) const { return ((size_t)z * m_nNy + y) * m_nNx + x; }
 };
 
-// Each test runs in its own temporary directory with its own application
+// Each test runs in its own scratch directory with its own application
 // object; the log of the process lands there too.
-class ModelTestDir : public ::testing::Test {
+class ModelTestDir : public ScratchDirTest {
 protected:
   void SetUp() override {
-    char cwd[4096];
-    ASSERT_NE(getcwd(cwd, sizeof(cwd)), nullptr);
-    m_strOldDir = cwd;
-    char tmpl[] = "/tmp/kelvo_model_XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    m_strDir = tmpl;
-    ASSERT_EQ(chdir(m_strDir.c_str()), 0);
     m_calc.m_pApp = &m_app;
     m_calc.m_Signal.m_pApp = &m_app;
     m_app.m_t0 = 0;
     m_app.m_dt = 0.002;
     m_app.m_t1 = 1.0;
   }
+  void TearDown() override { m_calc.FreeMemory(true, true, true, true, true); }
 
-  void TearDown() override {
-    m_calc.FreeMemory(true, true, true, true, true);
-    if (chdir(m_strOldDir.c_str()) != 0)
-      ADD_FAILURE() << "cannot return to " << m_strOldDir;
-    std::string cmd = "rm -rf '" + m_strDir + "'";
-    if (system(cmd.c_str()) != 0)
-      ADD_FAILURE() << "cannot remove " << m_strDir;
-  }
-
-  static std::string WriteFile(const std::string& name, const std::string& text) {
-    std::ofstream f(name);
-    f << text;
-    return name;
-  }
-
-  std::string Log() const {
-    std::ifstream f("Kelvo-0.log");
-    std::stringstream ss;
-    ss << f.rdbuf();
-    return ss.str();
-  }
-  bool LogHas(const std::string& s) const { return Log().find(s) != std::string::npos; }
+  static std::string WriteFile(const std::string& name, const std::string& text) { return write_text(name, text); }
   size_t LogCount(const std::string& s) const {
     const std::string log = Log();
     size_t n = 0;
@@ -142,7 +105,6 @@ protected:
     return n;
   }
 
-  std::string m_strOldDir, m_strDir;
   CKelvoApp m_app;
   CModelOnlyCalc3D m_calc;
 };
@@ -153,39 +115,14 @@ protected:
 inline bool WriteSegyTraces(const std::string& path, int nSamples, int nIntervalUs,
                             const std::vector<std::pair<double, double>>& positions,
                             const std::function<float(int trace, int sample)>& value) {
-  segy_file* fp = segy_open(path.c_str(), "w+b");
-  if (!fp)
-    return false;
-  std::vector<char> text(3200, ' ');
-  bool ok = segy_write_textheader(fp, 0, text.data()) == SEGY_OK;
-  char bin[400];
-  memset(bin, 0, sizeof(bin));
-  segy_set_bfield(bin, SEGY_BIN_INTERVAL, nIntervalUs);
-  segy_set_bfield(bin, SEGY_BIN_SAMPLES, nSamples);
-  segy_set_bfield(bin, SEGY_BIN_FORMAT, SEGY_IBM_FLOAT_4_BYTE);
-  ok = ok && segy_write_binheader(fp, bin) == SEGY_OK;
-  const long trace0 = 3600;
-  const int bsize = segy_trace_bsize(nSamples);
-  std::vector<float> buf(nSamples);
-  for (size_t t = 0; ok && t < positions.size(); t++) {
-    char th[240];
-    memset(th, 0, sizeof(th));
-    segy_set_field(th, SEGY_TR_SEQ_LINE, (int)t + 1);
-    segy_set_field(th, SEGY_TR_SOURCE_GROUP_SCALAR, 1);
-    segy_set_field(th, SEGY_TR_SOURCE_X, (int)positions[t].first);
-    segy_set_field(th, SEGY_TR_SOURCE_Y, (int)positions[t].second);
-    segy_set_field(th, SEGY_TR_GROUP_X, (int)positions[t].first);
-    segy_set_field(th, SEGY_TR_GROUP_Y, (int)positions[t].second);
-    segy_set_field(th, SEGY_TR_SAMPLE_COUNT, nSamples);
-    segy_set_field(th, SEGY_TR_SAMPLE_INTER, nIntervalUs);
-    ok = segy_write_traceheader(fp, (int)t, th, trace0, bsize) == SEGY_OK;
+  std::vector<STestTrace> traces(positions.size());
+  for (size_t t = 0; t < positions.size(); t++) {
+    traces[t].sx = traces[t].gx = (int)positions[t].first;
+    traces[t].sy = traces[t].gy = (int)positions[t].second;
     for (int i = 0; i < nSamples; i++)
-      buf[i] = value((int)t, i);
-    segy_from_native(SEGY_IBM_FLOAT_4_BYTE, nSamples, buf.data());
-    ok = ok && segy_writetrace(fp, (int)t, buf.data(), trace0, bsize) == SEGY_OK;
+      traces[t].samples.push_back(value((int)t, i));
   }
-  segy_close(fp);
-  return ok;
+  return segyio_write(path, 1, false, nSamples, nIntervalUs, traces);
 }
 
 // A model cube of nx x ny traces at step h from (x0, y0), nz samples from

@@ -1,5 +1,6 @@
 // Whole jobs through the program: the shot summary, the model cube and the
-// computation grid it prints, skipped shots and a missing model file.
+// computation grid it prints, skipped shots, points sunk onto the model, and
+// a missing model file.
 #include <sys/wait.h>
 
 #include "test_model_helpers.h"
@@ -12,10 +13,7 @@ int RunKelvo(std::string& out, const std::string& args = "") {
   const std::string cmd = std::string("OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 ") + KELVO_BINARY +
                           " " + args + " > console.txt 2>&1";
   const int st = system(cmd.c_str());
-  std::ifstream f("console.txt");
-  std::stringstream ss;
-  ss << f.rdbuf();
-  out = ss.str();
+  out = read_text("console.txt");
   if (st == -1 || !WIFEXITED(st))
     return -1;
   return WEXITSTATUS(st);
@@ -76,25 +74,13 @@ TEST_F(ModelJobTest, ForeignModelRunsThroughShotPipeline) {
   EXPECT_EQ(out.find("Error!"), std::string::npos) << out;
   // The gather of shot 2: shot and receivers, given at the surface, sank
   // through the air onto the model at 50 m (elevation -50).
-  segy_file* fp = segy_open("vp+Gath3DAPUz-2.sgy", "rb");
-  ASSERT_NE(fp, nullptr) << out;
-  char bin[400];
-  ASSERT_EQ(segy_binheader(fp, bin), SEGY_OK);
-  const int ns = segy_samples(bin);
-  const int bsize = segy_trsize(segy_format(bin), ns);
-  int nTraces = 0;
-  ASSERT_EQ(segy_traces(fp, &nTraces, 3600, bsize), SEGY_OK);
-  EXPECT_EQ(nTraces, 3);
-  for (int t = 0; t < nTraces; t++) {
-    char th[240];
-    ASSERT_EQ(segy_traceheader(fp, t, th, 3600, bsize), SEGY_OK);
-    int32_t rcv = 0, src = 0;
-    segy_get_field(th, SEGY_TR_RECV_GROUP_ELEV, &rcv);
-    segy_get_field(th, SEGY_TR_SOURCE_SURF_ELEV, &src);
-    EXPECT_EQ(rcv, -50) << t;
-    EXPECT_EQ(src, -50) << t;
+  CSegyTestFile f = CSegyTestFile::Read("vp+Gath3DAPUz-2.sgy");
+  ASSERT_TRUE(f.m_bOk) << out;
+  EXPECT_EQ(f.m_nTraces, 3);
+  for (int t = 0; t < f.m_nTraces; t++) {
+    EXPECT_EQ(f.Field(t, SEGY_TR_RECV_GROUP_ELEV), -50) << t;
+    EXPECT_EQ(f.Field(t, SEGY_TR_SOURCE_SURF_ELEV), -50) << t;
   }
-  segy_close(fp);
 }
 #endif
 
@@ -109,22 +95,4 @@ TEST_F(ModelJobTest, MissingModelFileStopsCleanly) {
   EXPECT_NE(rc, 0) << out;
   EXPECT_NE(rc, -1) << out;
   EXPECT_NE(out.find("Error! Unable to open model file 'nomodel.sgy'."), std::string::npos) << out;
-}
-
-TEST_F(ModelJobTest, ExampleJobFromTool) {
-  const std::string tool = std::string(KELVO_BUILD_DIR) + "/kelvo_make_job";
-  if (access(tool.c_str(), 1) != 0)
-    GTEST_SKIP() << "no example-job tool";
-  const std::string cmd = tool + " --dir job --size 1000,60,200 --shots 1 --receivers 5 --record 0.02,0.002"
-                                 " --threads 2 > tool.txt 2>&1";
-  ASSERT_EQ(system(cmd.c_str()), 0);
-  ASSERT_EQ(chdir("job"), 0);
-  std::string out;
-  const int rc = RunKelvo(out);
-  EXPECT_EQ(rc, 0) << out;
-  EXPECT_NE(out.find("Model Cube       (X,Y,Z): {0..1000, 0..60, 0..200}"), std::string::npos) << out;
-  EXPECT_NE(out.find("             0 |          1000 |            10 |  x-dimension\n"), std::string::npos) << out;
-  EXPECT_NE(out.find(", 5 receivers."), std::string::npos) << out;
-  EXPECT_EQ(out.find("Error!"), std::string::npos) << out;
-  ASSERT_EQ(chdir(".."), 0);
 }

@@ -52,12 +52,10 @@ TEST_F(ModelTestDir, SlabsOfTwoProcessesAgreeWithOne) {
                           "=1 mpirun --oversubscribe -np 2 " + self +
                           " --gtest_filter=ModelSlabsChild.* --gtest_color=no > mpi.txt 2>&1";
   const int st = system(cmd.c_str());
-  std::ifstream f("mpi.txt");
-  std::stringstream ss;
-  ss << f.rdbuf();
-  ASSERT_TRUE(WIFEXITED(st)) << ss.str();
-  EXPECT_EQ(WEXITSTATUS(st), 0) << ss.str();
-  EXPECT_NE(ss.str().find("[  PASSED  ] 1 test"), std::string::npos) << ss.str();
+  const std::string out = read_text("mpi.txt");
+  ASSERT_TRUE(WIFEXITED(st)) << out;
+  EXPECT_EQ(WEXITSTATUS(st), 0) << out;
+  EXPECT_NE(out.find("[  PASSED  ] 1 test"), std::string::npos) << out;
 }
 
 TEST(ModelSlabsChild, RelayAndSurveyHandOver) {

@@ -4,6 +4,9 @@
 #include "seisfile/SdsPC.h"
 #include "test_model_helpers.h"
 
+// The sides of a cube as x0 x1 y0 y1 z0 z1.
+static std::vector<double> Box(const CCubeR& c) { return {c.x0, c.x1, c.y0, c.y1, c.z0, c.z1}; }
+
 class PrepTest : public ModelTestDir {
 protected:
   void SetUp() override {
@@ -20,93 +23,67 @@ protected:
     ASSERT_EQ(m_app.m_Survey.LoadSurvey("survey.txt", false), 0);
   }
   int Prepare(int nShot = 1) { return m_calc.PrepareSource(nShot, m_app.m_Survey, false); }
+  // The active region as x0 x1 y0 y1.
+  std::vector<int> Active() const {
+    return {m_calc.m_nActiveX0, m_calc.m_nActiveX1, m_calc.m_nActiveY0, m_calc.m_nActiveY1};
+  }
+  static const int F = 38;
 };
 
 TEST_F(PrepTest, GridOfWholeModelAtTenMetres) {
   LoadSurvey("500 500 0 600 500 0\n500 500 0 700 500 0\n");
   ASSERT_EQ(Prepare(), 0);
-  const int f = 38;
-  EXPECT_EQ(m_calc.m_nNx, 101 + 2 * f);
-  EXPECT_EQ(m_calc.m_nNy, 101 + 2 * f);
-  EXPECT_EQ(m_calc.m_nNz, 101 + 2 * f);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeSim.x1, 1000);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeGrid.x0, -380);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeGrid.z1, 1380);
+  EXPECT_EQ(C3DPointN(m_calc.m_nNx, m_calc.m_nNy, m_calc.m_nNz), C3DPointN(101 + 2 * F, 101 + 2 * F, 101 + 2 * F));
+  EXPECT_EQ(Box(m_calc.m_cubeSim), Box(CCubeR(0, 0, 0, 1000, 1000, 1000)));
+  EXPECT_EQ(Box(m_calc.m_cubeGrid), Box(CCubeR(-380, -380, -380, 1380, 1380, 1380)));
   EXPECT_DOUBLE_EQ(m_calc.m_fT1, 1.0);
   EXPECT_EQ(m_calc.m_nSeisLen, (size_t)501);
   ASSERT_EQ(m_calc.m_vShotPoints.size(), 1u);
-  EXPECT_EQ(m_calc.m_vShotPoints[0].nIndex, m_calc.Idx(50 + f, 50 + f, f));
+  EXPECT_EQ(m_calc.m_vShotPoints[0].nIndex, m_calc.Idx(50 + F, 50 + F, F));
   EXPECT_EQ(m_calc.m_vShotPoints[0].nFlags, 0);
-  ASSERT_EQ(m_calc.m_vRcvIdx.size(), 2u);
-  EXPECT_EQ(m_calc.m_vRcvIdx[0], m_calc.Idx(60 + f, 50 + f, f));
-  EXPECT_EQ(m_calc.m_vRcvIdx[1], m_calc.Idx(70 + f, 50 + f, f));
+  EXPECT_EQ(m_calc.m_vRcvIdx, (std::vector<size_t>{m_calc.Idx(60 + F, 50 + F, F), m_calc.Idx(70 + F, 50 + F, F)}));
   EXPECT_EQ(m_calc.m_vRcvInline.size(), 2u);
   EXPECT_EQ(m_calc.m_vRcvTraceId.size(), 2u);
   EXPECT_EQ(m_calc.m_nTraces, 2);
-  // Active region: one point around the shot.
-  EXPECT_EQ(m_calc.m_nActiveX0, 50 + f - 1);
-  EXPECT_EQ(m_calc.m_nActiveX1, 50 + f + 1);
-  EXPECT_EQ(m_calc.m_nActiveY0, 50 + f - 1);
-  EXPECT_EQ(m_calc.m_nActiveY1, 50 + f + 1);
-
+  EXPECT_EQ(Active(), (std::vector<int>{49 + F, 51 + F, 49 + F, 51 + F})) << "one point around the shot";
   EXPECT_TRUE(LogHas("Shot Position    (X,Y,Z): (500, 500, 0), 2 receivers."));
   EXPECT_TRUE(LogHas("Model Cube       (X,Y,Z): {0..1000, 0..1000, 0..1000}"));
   EXPECT_TRUE(LogHas("             0 |          1000 |            10 |  x-dimension"));
   EXPECT_FALSE(LogHas("Margin"));
-}
 
-TEST_F(PrepTest, GridSnapsDownToWholeSteps) {
-  LoadSurvey("500 500 0 600 500 0\n");
+  // A step that does not divide the model: the grid snaps down to whole steps.
   m_calc.m_fH = 30;
   ASSERT_EQ(Prepare(), 0);
-  EXPECT_EQ(m_calc.m_nNx, 34 + 2 * 38);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeSim.x1, 990);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeSim.z1, 990);
-}
+  EXPECT_EQ(m_calc.m_nNx, 34 + 2 * F);
+  EXPECT_EQ(Box(m_calc.m_cubeSim), Box(CCubeR(0, 0, 0, 990, 990, 990)));
 
-TEST_F(PrepTest, MarginCutsGridToSurvey) {
-  LoadSurvey("500 500 0 600 500 0\n");
+  // A margin cuts the grid to the survey widened by it; depth from the model.
+  m_calc.m_fH = 10;
   m_calc.m_fMargin = 100;
   ASSERT_EQ(Prepare(), 0);
-  // Survey X 500..600 widened by 100, depth from the model.
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeSim.x0, 400);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeSim.x1, 700);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeSim.y0, 400);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeSim.y1, 600);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeSim.z0, 0);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeSim.z1, 1000);
-  EXPECT_EQ(m_calc.m_nNx, 31 + 76);
+  EXPECT_EQ(Box(m_calc.m_cubeSim), Box(CCubeR(400, 400, 0, 800, 600, 1000)));
+  EXPECT_EQ(m_calc.m_nNx, 41 + 2 * F);
   EXPECT_TRUE(LogHas("Margin                  : 100 m"));
-  EXPECT_TRUE(LogHas("Simulation Cube  (X,Y,Z): {400..700, 400..600, 0..1000}"));
-}
-
-TEST_F(PrepTest, SurveyAwayFromModelIsRefused) {
+  EXPECT_TRUE(LogHas("Simulation Cube  (X,Y,Z): {400..800, 400..600, 0..1000}"));
+  // A survey away from the model leaves nothing to compute.
   LoadSurvey("5000 500 0 5100 500 0\n");
-  m_calc.m_fMargin = 100;
   EXPECT_EQ(Prepare(), -30);
-  EXPECT_TRUE(LogHas("Error! Empty intersection between the model cube and the acquisition "
-                     "survey."));
+  EXPECT_TRUE(LogHas("Error! Empty intersection between the model cube and the acquisition survey."));
 }
 
-TEST_F(PrepTest, ShotOutsideIsSkipped) {
-  LoadSurvey("1500 500 0 600 500 0\n500 500 0 600 500 0\n");
-  EXPECT_EQ(Prepare(1), -31);
-  EXPECT_TRUE(LogHas("Warning! Shot #1 (1500,500,0) is outside computation zone "
-                     "[0..1000,0..1000,0..1000]."));
-  EXPECT_TRUE(LogHas("Shot Point #1 skipped."));
-  // The next shot of the same object goes through.
-  EXPECT_EQ(Prepare(2), 0);
-}
-
-TEST_F(PrepTest, ReceiversOutsideAreDropped) {
-  LoadSurvey("500 500 0 600 500 0\n500 500 0 1200 500 0\n500 500 0 1004 500 0\n"
+TEST_F(PrepTest, ShotOutsideIsSkippedReceiversOutsideAreDropped) {
+  LoadSurvey("1500 500 0 600 500 0\n500 500 0 600 500 0\n500 500 0 1200 500 0\n500 500 0 1004 500 0\n"
              "600 500 0 1200 500 0\n");
-  ASSERT_EQ(Prepare(1), 0);
-  // 1004 rounds to the point one past the last one, which is tolerated.
+  EXPECT_EQ(Prepare(1), -31);
+  EXPECT_TRUE(LogHas("Warning! Shot #1 (1500,500,0) is outside computation zone [0..1000,0..1000,0..1000]."));
+  EXPECT_TRUE(LogHas("Shot Point #1 skipped."));
+  // The next shot of the same object goes through; 1004 rounds to the point
+  // one past the last one, which is tolerated.
+  ASSERT_EQ(Prepare(2), 0);
   EXPECT_EQ(m_calc.m_vReceivers.size(), 2u);
   EXPECT_DOUBLE_EQ(m_calc.m_vReceivers[1].x, 1004);
-  EXPECT_EQ(Prepare(2), -32);
-  EXPECT_TRUE(LogHas("Error! Shot #2 (600,500,0) no receivers in the computation zone "
+  EXPECT_EQ(Prepare(3), -32);
+  EXPECT_TRUE(LogHas("Error! Shot #3 (600,500,0) no receivers in the computation zone "
                      "[0..1000,0..1000,0..1000]. Receivers zone: [1200..1200,500..500,0..0]."));
 }
 
@@ -127,21 +104,15 @@ TEST_F(PrepTest, ParameterChecks) {
 
 TEST_F(PrepTest, ExcitationPointsInOneCellCountOnce) {
   // Shot id 7 with three excitation points, two of them 2 m apart.
-  LoadSurvey("500 500 0 600 500 0 1 1 7\n502 500 0 600 510 0 1 2 7\n"
-             "300 400 100 600 520 0 1 3 7\n",
-             true);
+  LoadSurvey("500 500 0 600 500 0 1 1 7\n502 500 0 600 510 0 1 2 7\n300 400 100 600 520 0 1 3 7\n", true);
   m_calc.m_nSurfType = 1;
   ASSERT_EQ(Prepare(7), 0);
   ASSERT_EQ(m_calc.m_vShotPoints.size(), 2u);
   EXPECT_EQ(m_calc.m_vExcitePoints.size(), 2u);
-  EXPECT_EQ(m_calc.m_vShotPoints[1].nIndex, m_calc.Idx(30 + 38, 40 + 38, 10 + 38));
+  EXPECT_EQ(m_calc.m_vShotPoints[1].nIndex, m_calc.Idx(30 + F, 40 + F, 10 + F));
   EXPECT_EQ(m_calc.m_vShotPoints[0].nFlags, 1);
   EXPECT_TRUE(LogHas("Points of excitement    : 2"));
-  // The active region spans both points.
-  EXPECT_EQ(m_calc.m_nActiveX0, 30 + 38 - 1);
-  EXPECT_EQ(m_calc.m_nActiveX1, 50 + 38 + 1);
-  EXPECT_EQ(m_calc.m_nActiveY0, 40 + 38 - 1);
-  EXPECT_EQ(m_calc.m_nActiveY1, 50 + 38 + 1);
+  EXPECT_EQ(Active(), (std::vector<int>{29 + F, 51 + F, 39 + F, 51 + F})) << "spans both points";
 }
 
 TEST_F(PrepTest, MissingModelFileStopsTheShot) {
@@ -160,12 +131,7 @@ TEST_F(PrepTest, ModelCubeTakenFromVelocityFileOnce) {
   m_calc.m_cubeModel.z1 = 150; // a side given by the task stays
   m_app.m_strModelPW = "vp.sgy";
   ASSERT_EQ(Prepare(), 0);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeModel.x0, 100);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeModel.x1, 200);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeModel.y0, 200);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeModel.y1, 250);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeModel.z0, 0);
-  EXPECT_DOUBLE_EQ(m_calc.m_cubeModel.z1, 150);
+  EXPECT_EQ(Box(m_calc.m_cubeModel), Box(CCubeR(100, 200, 0, 200, 250, 150)));
   EXPECT_EQ(m_calc.m_nNx, 11 + 76);
   EXPECT_EQ(m_calc.m_nNz, 16 + 76);
 }
@@ -194,6 +160,16 @@ protected:
   void AddShot(int x, int y, int z) {
     m_calc.m_vShotPoints.push_back(C3DShotPoint{m_calc.Idx(x, y, z), 0});
     m_calc.m_vExcitePoints.push_back(Pt(x, y, z));
+  }
+  void Clear() {
+    m_calc.m_vShotPoints.clear();
+    m_calc.m_vExcitePoints.clear();
+    m_calc.m_vRcvIdx.clear();
+    m_calc.m_vReceivers.clear();
+    m_calc.m_vRcvInline.clear();
+    m_calc.m_vRcvCrossline.clear();
+    m_calc.m_vRcvTraceId.clear();
+    m_calc.m_vRcvFileId.clear();
   }
   void AddReceiver(int x, int y, int z, int id) {
     m_calc.m_vRcvIdx.push_back(m_calc.Idx(x, y, z));
@@ -228,15 +204,14 @@ TEST_F(SinkTest, PointsInAirSinkOntoFirstMediumCell) {
   EXPECT_EQ(m_calc.m_vRcvTraceId, (std::vector<int>{201, 203, 204}));
 }
 
-TEST_F(SinkTest, ShotWithoutMediumBelow) {
-  AddShot(9, 4, 2);
+TEST_F(SinkTest, ShotPointsOrReceiversWithoutMediumAndInconsistentLists) {
+  AddShot(9, 4, 2); // void column: no medium below the shot
   m_calc.m_ptShot = Pt(9, 4, 2);
   AddReceiver(3, 4, 6, 1);
   EXPECT_EQ(m_calc.ValidateSurveyGeometryShared(), -103);
   EXPECT_TRUE(LogHas("Error! No suitable depth position for shot #3 (70, 20)."));
-}
-
-TEST_F(SinkTest, OneOfSeveralShotPointsDropped) {
+  // One of several excitation points: only that one is dropped.
+  Clear();
   AddShot(9, 4, 2);
   AddShot(3, 3, 2);
   m_calc.m_ptShot = Pt(3, 3, 2);
@@ -245,16 +220,14 @@ TEST_F(SinkTest, OneOfSeveralShotPointsDropped) {
   ASSERT_EQ(m_calc.m_vShotPoints.size(), 1u);
   EXPECT_EQ(m_calc.m_vShotPoints[0].nIndex, m_calc.Idx(3, 3, 5));
   EXPECT_DOUBLE_EQ(m_calc.m_ptShot.z, 30);
-}
 
-TEST_F(SinkTest, AllReceiversInVoid) {
+  Clear();
   AddShot(3, 3, 6);
   AddReceiver(9, 4, 2, 1);
   EXPECT_EQ(m_calc.ValidateSurveyGeometryShared(), -30);
   EXPECT_TRUE(LogHas("Error! All traces are outside the model. Shot Point #3"));
-}
 
-TEST_F(SinkTest, InconsistentListsRefused) {
+  Clear();
   AddShot(3, 3, 6);
   AddReceiver(3, 4, 6, 1);
   m_calc.m_vRcvFileId.clear();
@@ -358,14 +331,10 @@ TEST_F(ModelTestDir, UserAreaAndDepthSlabs) {
   m_calc.SetGrid(50, 40, 100, 10, 5);
   m_calc.m_nStart = 2;
   m_calc.m_bPML = false;
-  CCubeR a = m_calc.GetRealUserArea();
-  EXPECT_DOUBLE_EQ(a.x0, 0);
-  EXPECT_DOUBLE_EQ(a.x1, 390);
-  EXPECT_DOUBLE_EQ(a.z1, 890);
-  CCubeN s = m_calc.GetSampleUserArea();
-  EXPECT_EQ(s.x0, 5);
-  EXPECT_EQ(s.x1, 44);
-  EXPECT_EQ(s.z1, 94);
+  EXPECT_EQ(Box(m_calc.GetRealUserArea()), Box(CCubeR(0, 0, 0, 390, 290, 890)));
+  const CCubeN s = m_calc.GetSampleUserArea();
+  EXPECT_EQ(C3DPointN(s.x0, s.y0, s.z0), C3DPointN(5, 5, 5));
+  EXPECT_EQ(C3DPointN(s.x1, s.y1, s.z1), C3DPointN(44, 34, 94));
   ASSERT_EQ(m_calc.InitDecomposition(), 0);
   EXPECT_EQ(m_calc.m_nNzAll, 100);
   EXPECT_EQ(m_calc.m_nZ1, 99);
@@ -377,9 +346,7 @@ TEST_F(ModelTestDir, UserAreaAndDepthSlabs) {
     m_calc.SetGrid(50, 40, 100, 10, 5);
     m_app.m_nGroupRank = r;
     ASSERT_EQ(m_calc.InitDecomposition(), 0);
-    EXPECT_EQ(m_calc.m_nZ0, z0[r]) << r;
-    EXPECT_EQ(m_calc.m_nZ1, z1[r]) << r;
-    EXPECT_EQ(m_calc.m_nNz, nz[r]) << r;
+    EXPECT_EQ(C3DPointN(m_calc.m_nZ0, m_calc.m_nZ1, m_calc.m_nNz), C3DPointN(z0[r], z1[r], nz[r])) << r;
     EXPECT_EQ(m_calc.m_nNzAll, 100);
     EXPECT_DOUBLE_EQ(m_calc.m_cubeGrid.z0, -50 + z0[r] * 10.0) << r;
     const CCubeR area = m_calc.GetRealUserArea();

@@ -48,12 +48,12 @@ TEST_F(SignalTest, DelayMovesTimeAxisNotSamples) {
   ASSERT_EQ(sig.m_nLen, (int)plain.size());
   for (int i = 0; i < sig.m_nLen; i++)
     ASSERT_EQ(sig.m_pSignal[i], plain[i]);
-}
 
-TEST_F(SignalTest, CalcObjectSignalUsesItsSteps) {
+  // The calculation object hands its own steps over.
   m_calc.m_fDt = 0.002;
   m_calc.m_fH = 5;
   m_calc.m_Signal.m_fFrequency = 10;
+  m_calc.m_Signal.m_fDelay = 0;
   ASSERT_EQ(m_calc.GenerateSignal(), 0);
   EXPECT_DOUBLE_EQ(m_calc.m_fT0, -0.2);
   EXPECT_EQ(m_calc.m_Signal.m_nLen, 201);
@@ -84,19 +84,15 @@ TEST_F(SignalTest, TaskKeys) {
   EXPECT_EQ(sig3.m_nSignalMode, 0);
 }
 
-TEST_F(SignalTest, MissingSignalFile) {
-  m_calc.m_Signal.m_strFile = "nothere.sgy";
-  double t0 = 0;
-  EXPECT_EQ(m_calc.m_Signal.Generate(0.001, 10, t0), -3);
-  EXPECT_TRUE(LogHas("Error! Unable to open file nothere.sgy containing signal shape."));
-}
-
-TEST_F(SignalTest, ZeroStepsAreRefusedBeforeAnyAllocation) {
+TEST_F(SignalTest, MissingFileAndZeroStepsAreRefused) {
   double t0 = 0;
   EXPECT_EQ(m_calc.m_Signal.Generate(0.0, 10, t0), -101);
   EXPECT_TRUE(LogHas("Error! Incorrect time tact dt=0 specified!"));
   EXPECT_EQ(m_calc.m_Signal.Generate(0.001, 0.0, t0), -100);
-  EXPECT_EQ(m_calc.m_Signal.m_pSignal, nullptr);
+  EXPECT_EQ(m_calc.m_Signal.m_pSignal, nullptr) << "refused before any allocation";
+  m_calc.m_Signal.m_strFile = "nothere.sgy";
+  EXPECT_EQ(m_calc.m_Signal.Generate(0.001, 10, t0), -3);
+  EXPECT_TRUE(LogHas("Error! Unable to open file nothere.sgy containing signal shape."));
 }
 
 #ifdef KELVO_HAVE_SEGYIO
