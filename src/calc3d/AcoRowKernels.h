@@ -127,28 +127,22 @@ void XCorrection(const AcoCtx& c, size_t row, ptrdiff_t xs, ptrdiff_t xe, const 
   }
 }
 
-// A PML row: one loop over the whole row with the y and z corrections, then
-// the x corrections of the points in the x zones.
-template <bool TAU, bool YP, bool ZP>
-inline void PmlRowPieces(const AcoCtx& c, size_t row, int x0, int x1, int xLowEnd, int xHighBeg, const PmlLine& lxLow,
-                         const PmlLine& lxHigh, const PmlLine& ly, const PmlLine& lz) {
-  RowPiece<TAU, 0, YP, ZP, false>(c, row, x0, x1, lxLow, ly, lz, nullptr);
-  if (x0 <= xLowEnd)
-    XCorrection<TAU, 1>(c, row, x0, std::min(x1, xLowEnd), lxLow);
-  if (x1 >= xHighBeg)
-    XCorrection<TAU, 2>(c, row, std::max(x0, xHighBeg), x1, lxHigh);
+// Rows that a small grid puts into both zones of one axis, or every row when
+// the two x zones meet, take the general per-point path. g: global plane.
+inline bool PointwisePmlRow(const AcoCtx& c, int g, int y) {
+  const int N = c.nPml, s = c.s;
+  return (fd::PmlLowLayer(y, N, s) >= 0 && fd::PmlHighLayer(y, c.ny, N, s) >= 0) ||
+         (fd::PmlLowLayer(g, N, s) >= 0 && fd::PmlHighLayer(g, c.nzAll, N, s) >= 0) || N + s - 1 >= c.nx - N - s;
 }
 
-// One row of a step with PML on, cut into its x zones.
+// One row of a step with PML on: one loop over the row with the plain x
+// derivative and the y and z corrections. The x corrections follow for the
+// whole plane in PmlXPass.
 template <bool TAU> void PmlRow(const AcoCtx& c, int z, int y, int x0, int x1) {
   const int N = c.nPml, s = c.s;
   const int g = z + c.z0;
   const size_t row = ((size_t)z * c.ny + y) * c.nx;
-  const int yl = fd::PmlLowLayer(y, N, s), yh = fd::PmlHighLayer(y, c.ny, N, s);
-  const int zl = fd::PmlLowLayer(g, N, s), zh = fd::PmlHighLayer(g, c.nzAll, N, s);
-  const int xLowEnd = N + s - 1;     // last x of the low zone
-  const int xHighBeg = c.nx - N - s; // first x of the high zone
-  if ((yl >= 0 && yh >= 0) || (zl >= 0 && zh >= 0) || xLowEnd >= xHighBeg) {
+  if (PointwisePmlRow(c, g, y)) {
     for (int x = x0; x <= x1; x++) {
       if (TAU)
         TauPoint(c, z, y, x);
@@ -157,10 +151,10 @@ template <bool TAU> void PmlRow(const AcoCtx& c, int z, int y, int x0, int x1) {
     }
     return;
   }
-  PmlLine lxLow, lxHigh, ly, lz;
-  const ptrdiff_t rowX = ((ptrdiff_t)z * c.ny + y) * N;
-  lxLow = {c.side[0][0].m, c.side[0][0].a, c.side[0][0].b, rowX - s};
-  lxHigh = {c.side[0][1].m, c.side[0][1].a, c.side[0][1].b, rowX + c.nx - s - 1};
+  const int yl = fd::PmlLowLayer(y, N, s), yh = fd::PmlHighLayer(y, c.ny, N, s);
+  const int zl = fd::PmlLowLayer(g, N, s), zh = fd::PmlHighLayer(g, c.nzAll, N, s);
+  const PmlLine none;
+  PmlLine ly, lz;
   const bool bY = yl >= 0 || yh >= 0;
   const bool bZ = zl >= 0 || zh >= 0;
   if (bY) {
@@ -172,13 +166,42 @@ template <bool TAU> void PmlRow(const AcoCtx& c, int z, int y, int x0, int x1) {
     lz = {sd.m, sd.a, sd.b, ((ptrdiff_t)(zl >= 0 ? zl : zh) * c.ny + y) * c.nx};
   }
   if (bY && bZ)
-    PmlRowPieces<TAU, true, true>(c, row, x0, x1, xLowEnd, xHighBeg, lxLow, lxHigh, ly, lz);
+    RowPiece<TAU, 0, true, true, false>(c, row, x0, x1, none, ly, lz, nullptr);
   else if (bY)
-    PmlRowPieces<TAU, true, false>(c, row, x0, x1, xLowEnd, xHighBeg, lxLow, lxHigh, ly, lz);
+    RowPiece<TAU, 0, true, false, false>(c, row, x0, x1, none, ly, lz, nullptr);
   else if (bZ)
-    PmlRowPieces<TAU, false, true>(c, row, x0, x1, xLowEnd, xHighBeg, lxLow, lxHigh, ly, lz);
+    RowPiece<TAU, 0, false, true, false>(c, row, x0, x1, none, ly, lz, nullptr);
   else
-    PmlRowPieces<TAU, false, false>(c, row, x0, x1, xLowEnd, xHighBeg, lxLow, lxHigh, ly, lz);
+    RowPiece<TAU, 0, false, false, false>(c, row, x0, x1, none, none, none, nullptr);
+}
+
+// The x corrections of the rows y0..y1 of plane z, after all of them have
+// had their row loop. Done plane by plane rather than right after each row:
+// reading back the points a row loop has just stored costs more than taking
+// them from the cache a little later, and the x slab of a plane is read in
+// one run.
+template <bool TAU> void PmlXPass(const AcoCtx& c, int z, int y0, int y1, int x0, int x1) {
+  const int N = c.nPml, s = c.s;
+  const int g = z + c.z0;
+  const int xLowEnd = N + s - 1;     // last x of the low zone
+  const int xHighBeg = c.nx - N - s; // first x of the high zone
+  const bool bLow = x0 <= xLowEnd, bHigh = x1 >= xHighBeg;
+  if (!bLow && !bHigh)
+    return;
+  for (int y = y0; y <= y1; y++) {
+    if (PointwisePmlRow(c, g, y))
+      continue;
+    const size_t row = ((size_t)z * c.ny + y) * c.nx;
+    const ptrdiff_t rowX = ((ptrdiff_t)z * c.ny + y) * N;
+    if (bLow) {
+      const PmlLine l = {c.side[0][0].m, c.side[0][0].a, c.side[0][0].b, rowX - s};
+      XCorrection<TAU, 1>(c, row, x0, std::min(x1, xLowEnd), l);
+    }
+    if (bHigh) {
+      const PmlLine l = {c.side[0][1].m, c.side[0][1].a, c.side[0][1].b, rowX + c.nx - s - 1};
+      XCorrection<TAU, 2>(c, row, std::max(x0, xHighBeg), x1, l);
+    }
+  }
 }
 
 // One row of a step with the taper frame.
@@ -202,10 +225,21 @@ template <bool TAU> void DampRow(const AcoCtx& c, const float* tables, int z, in
   RowPiece<TAU, 0, false, false, true>(c, row, std::max(x0, xb + 1), x1, none, none, none, fac);
 }
 
-// One row of a step, whichever boundary treatment is in force.
-template <bool TAU> void Row(const AcoCtx& c, const float* tables, int z, int y, int x0, int x1) {
+// Rows y0..y1, points x0..x1 of plane z, whichever boundary treatment is in
+// force. Returns true where the pressure step left a NaN at the probe point in
+// the middle of a row.
+template <bool TAU> bool Plane(const AcoCtx& c, const float* tables, int z, int y0, int y1, int x0, int x1) {
+  for (int y = y0; y <= y1; y++) {
+    if (c.pml)
+      PmlRow<TAU>(c, z, y, x0, x1);
+    else
+      DampRow<TAU>(c, tables, z, y, x0, x1);
+  }
   if (c.pml)
-    PmlRow<TAU>(c, z, y, x0, x1);
-  else
-    DampRow<TAU>(c, tables, z, y, x0, x1);
+    PmlXPass<TAU>(c, z, y0, y1, x0, x1);
+  bool bNaN = false;
+  if (TAU)
+    for (int y = y0; y <= y1; y++)
+      bNaN |= RowIsNaN(c, z, y, x0, x1);
+  return bNaN;
 }

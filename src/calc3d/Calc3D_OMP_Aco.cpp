@@ -1,11 +1,12 @@
 // Host acoustic step: velocity and pressure half-steps of the 4th-order
 // staggered scheme, with the PML recursion or the taper of the frame.
 //
-// Each row (one z, one y) of a box is cut into the x zones of the PML or
-// taper and the interior between them. Every piece runs a loop generated for
-// its exact set of corrections, so that the interior loop has no branch and
-// the border loops test nothing per point. Rows that a small grid puts into
-// both zones of one axis take the general per-point path.
+// Each row (one z, one y) of a box runs loops generated for its exact set of
+// corrections, so that the interior loop has no branch and the border loops
+// test nothing per point: the taper cuts a row into its x zones and the
+// interior; with PML a row gets its y and z corrections in one loop, and the
+// x corrections of a plane follow once all its rows are done. Rows that a
+// small grid puts into both zones of one axis take the general per-point path.
 #include <algorithm>
 #include <cstddef>
 #include <vector>
@@ -171,6 +172,12 @@ std::vector<float> MakeDampTables(const AcoCtx& c) {
   return t;
 }
 
+// The NaN probe of the pressure step: one point in the middle of each row.
+inline bool RowIsNaN(const AcoCtx& c, int z, int y, int x0, int x1) {
+  const int xm = x0 + (x1 - x0) / 2;
+  return fd::IsNaNBits(c.p[((size_t)z * c.ny + y) * c.nx + xm]);
+}
+
 namespace base {
 #include "AcoRowKernels.h"
 } // namespace base
@@ -188,20 +195,14 @@ namespace avx2 {
 #pragma GCC pop_options
 #endif
 
-template <bool TAU> using RowFn = void (*)(const AcoCtx&, const float*, int, int, int, int);
+template <bool TAU> using PlaneFn = bool (*)(const AcoCtx&, const float*, int, int, int, int, int);
 
-template <bool TAU> RowFn<TAU> SelectRow() {
+template <bool TAU> PlaneFn<TAU> SelectPlane() {
 #ifdef KELVO_ACO_AVX2
   if (__builtin_cpu_supports("avx2"))
-    return avx2::Row<TAU>;
+    return avx2::Plane<TAU>;
 #endif
-  return base::Row<TAU>;
-}
-
-// The NaN probe of the pressure step: one point in the middle of each row.
-inline bool RowIsNaN(const AcoCtx& c, int z, int y, int x0, int x1) {
-  const int xm = x0 + (x1 - x0) / 2;
-  return fd::IsNaNBits(c.p[((size_t)z * c.ny + y) * c.nx + xm]);
+  return base::Plane<TAU>;
 }
 
 template <bool TAU> int RunStep(const AcoCtx& c, int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
@@ -212,14 +213,11 @@ template <bool TAU> int RunStep(const AcoCtx& c, int nZ0, int nY0, int nX0, int 
   if (!c.pml)
     tables = MakeDampTables(c);
   const float* pTables = tables.empty() ? nullptr : tables.data();
-  const RowFn<TAU> row = SelectRow<TAU>();
+  const PlaneFn<TAU> plane = SelectPlane<TAU>();
 #pragma omp parallel for schedule(static) reduction(|| : bNaN)
   for (int z = nZ0; z <= nZ1; z++) {
-    for (int y = nY0; y <= nY1; y++) {
-      row(c, pTables, z, y, nX0, nX1);
-      if (TAU && RowIsNaN(c, z, y, nX0, nX1))
-        bNaN = true;
-    }
+    if (plane(c, pTables, z, nY0, nY1, nX0, nX1))
+      bNaN = true;
   }
   return bNaN ? CALC_UNSTABLE : 0;
 }
