@@ -62,11 +62,8 @@ TEST_F(StartupScanTest, KeysCountOnlyBehindTheThreeHeaders) {
   none.Scan("no-such-file.ini");
   EXPECT_EQ(8, none.m_nThreads);
   EXPECT_EQ(1, none.Wanted());
-}
-
-TEST_F(StartupScanTest, KeyWithoutValue) {
   // A key line without '=' is no value, even in an open scan.
-  CStartupScan s = Scan("[GPU]\nSkip Device Count Detection\n", 8);
+  s = Scan("[GPU]\nSkip Device Count Detection\n", 8);
   EXPECT_FALSE(s.m_bSkip);
   s = Scan("[GPU]\nSkip Device Count Detection = 1\nSkip Device Count Detection = 0\n", 8);
   EXPECT_FALSE(s.m_bSkip) << "the last line counts";
@@ -107,7 +104,7 @@ std::vector<int> Active(const CHostCensus& c) {
   return v;
 }
 
-TEST(HostCensus, LowestRanksOfEachHostStayActive) {
+TEST(HostCensus, LowestRanksOfEachHostStayActiveUpToTheWantedNumber) {
   // Four processes on one host, two wanted: rank 0 is not counted against its host.
   CHostCensus c = MakeCensus({{"hostA", 2}, {"hostA", 2}, {"hostA", 2}});
   EXPECT_EQ((std::vector<int>{0, 1, 2}), Active(c));
@@ -121,10 +118,8 @@ TEST(HostCensus, LowestRanksOfEachHostStayActive) {
   // Names are compared byte by byte: case and prefixes differ.
   c = MakeCensus({{"node", 1}, {"Node", 1}, {"node1", 1}, {"node", 1}});
   EXPECT_EQ((std::vector<int>{0, 1, 2, 3}), Active(c));
-}
-
-TEST(HostCensus, WantedMoreThanPresent) {
-  CHostCensus c = MakeCensus({{"h", 8}, {"h", 8}, {"h", 8}});
+  // Wanted more than present: all stay.
+  c = MakeCensus({{"h", 8}, {"h", 8}, {"h", 8}});
   EXPECT_EQ((std::vector<int>{0, 1, 2, 3}), Active(c));
   // World of one: only rank 0.
   CHostCensus lone(1);

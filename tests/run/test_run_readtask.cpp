@@ -63,8 +63,6 @@ TEST_F(ReadTaskTest, MinimalAcousticTaskAndDefaults) {
 
 TEST_F(ReadTaskTest, TaskTypeAndMethod) {
   EXPECT_EQ(1, Read("[TASK]\ntaskType = modelling\n"));
-  EXPECT_TRUE(Printed("Incorrect 'runtask.ini' file (taskType 'modelling' is wrong, expected either 'modeling' or "
-                      "'merge')!\n\nThe computation is stopped.\n"));
   EXPECT_EQ(1, Read("[modeling]\nRun Computation = 3D Acoustic\n"));
   EXPECT_TRUE(Printed("taskType '' is wrong"));
 
@@ -78,12 +76,10 @@ TEST_F(ReadTaskTest, TaskTypeAndMethod) {
   EXPECT_TRUE(Printed("Error! Unknown modeling method (3D Acoustics) specified in 'runtask.ini'. Should be '3D "
                       "Acoustic' or '3D Elastic' or '3D Elastic Anisotropic'.\nThe computation is stopped.\n"));
 
-  const char* names[] = {"3D Elastic", "3D Elastic Anisotropic"};
-  int methods[] = {102, 103};
-  for (int i = 0; i < 2; i++) {
-    ASSERT_EQ(0, Read(std::string("[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = ") + names[i] + "\n" +
-                      kSurvey));
-    EXPECT_EQ(methods[i], m_app->m_nMethod);
+  for (const auto& m : {std::make_pair("3D Elastic", 102), std::make_pair("3D Elastic Anisotropic", 103)}) {
+    ASSERT_EQ(
+        0, Read(std::string("[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = ") + m.first + "\n" + kSurvey));
+    EXPECT_EQ(m.second, m_app->m_nMethod);
   }
   // General anisotropy: three halo points and a thinner frame.
   ASSERT_EQ(0, Read(std::string(kHead) + "TTI Anisotropy = 1\n" + kSurvey));
@@ -298,15 +294,6 @@ TEST_F(ReadTaskTest, VerticalIncidence) {
   EXPECT_DOUBLE_EQ(8, m_app->m_pCalc1D->m_fH);
   EXPECT_EQ(3, m_app->m_pCalc1D->m_nSourceType);
   EXPECT_TRUE(Printed("Redundant variable: [Mesh], dz = 4"));
-}
-
-TEST_F(ReadTaskTest, MissingFile) {
-  m_app.reset(new CKelvoApp());
-  CaptureStdout cap;
-  EXPECT_EQ(-1, m_app->ReadTask("runtask.ini"));
-  EXPECT_EQ("The job specification file 'runtask.ini' is not read!\n\nThe computation is stopped.\n", cap.Text());
-  EXPECT_EQ("The job specification file 'runtask.ini' is not read!\n\nThe computation is stopped.\n",
-            ReadFile("Kelvo-0.log"));
 }
 
 } // namespace
