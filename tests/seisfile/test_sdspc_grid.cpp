@@ -24,6 +24,19 @@ protected:
     ASSERT_TRUE(
         sds.OnSave(path.c_str(), data.data(), CRectR(0, z0, 1, z1), CSizeN(n, nz), 0, 0, false, info.data(), DU_M));
   }
+  // Writes a model of nz samples over 0..100 m and samples it onto a grid.
+  std::vector<float> Sample(const std::vector<CPointR>& pos, int nz, float (*f)(double, double, double), C3DSizeN n,
+                            const CCubeR& cube) {
+    const std::string p = Path("model.sgy");
+    WriteModel(p, pos, 0, 100, nz, f);
+    CSdsPC sds;
+    std::vector<float> buf((size_t)n.cx * n.cy * n.cz, -1.0f);
+    testing::internal::CaptureStdout();
+    const bool ok = sds.OnOpen(p.c_str(), 0, 1, 0, 0) && sds.Get3D_buf(n, cube, buf.data(), nullptr, 0, -1.0f);
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(ok);
+    return buf;
+  }
 };
 
 static float linear_field(double x, double y, double z) { return (float)(1000 + x + 2 * y + z); }
@@ -73,15 +86,8 @@ TEST_F(SdsPCGrid, CubeOnAFinerGridReproducesALinearModel) {
   for (int y = 0; y < 3; y++)
     for (int x = 0; x < 3; x++)
       pos.push_back(CPointR(100.0 * x, 100.0 * y));
-  std::string p = Path("lin.sgy");
-  WriteModel(p, pos, 0, 100, 11, linear_field);
-  CSdsPC sds;
-  ASSERT_TRUE(sds.OnOpen(p.c_str(), 0, 1, 0, 0));
   const int nx = 5, ny = 5, nz = 21;
-  std::vector<float> buf(nx * ny * nz, -1.0f);
-  testing::internal::CaptureStdout();
-  ASSERT_TRUE(sds.Get3D_buf(C3DSizeN(nx, ny, nz), CCubeR(0, 0, 0, 200, 200, 100), buf.data(), nullptr, 0, -1.0f));
-  testing::internal::GetCapturedStdout();
+  std::vector<float> buf = Sample(pos, 11, linear_field, C3DSizeN(nx, ny, nz), CCubeR(0, 0, 0, 200, 200, 100));
   for (int z = 0; z < nz; z++)
     for (int y = 0; y < ny; y++)
       for (int x = 0; x < nx; x++)
@@ -90,15 +96,9 @@ TEST_F(SdsPCGrid, CubeOnAFinerGridReproducesALinearModel) {
 }
 
 TEST_F(SdsPCGrid, OffGridTracesShareBilinearWeights) {
-  std::string p = Path("two.sgy");
-  WriteModel(p, {CPointR(25, 0), CPointR(75, 0)}, 0, 100, 3,
-             [](double x, double, double) { return x < 50 ? 10.0f : 20.0f; });
-  CSdsPC sds;
-  ASSERT_TRUE(sds.OnOpen(p.c_str(), 0, 1, 0, 0));
-  std::vector<float> buf(2 * 1 * 3);
-  testing::internal::CaptureStdout();
-  ASSERT_TRUE(sds.Get3D_buf(C3DSizeN(2, 1, 3), CCubeR(0, 0, 0, 100, 0, 100), buf.data(), -1.0f));
-  testing::internal::GetCapturedStdout();
+  std::vector<float> buf = Sample(
+      {CPointR(25, 0), CPointR(75, 0)}, 3, [](double x, double, double) { return x < 50 ? 10.0f : 20.0f; },
+      C3DSizeN(2, 1, 3), CCubeR(0, 0, 0, 100, 0, 100));
   for (int z = 0; z < 3; z++) {
     EXPECT_FLOAT_EQ(buf[z * 2 + 0], 12.5f);
     EXPECT_FLOAT_EQ(buf[z * 2 + 1], 17.5f);
@@ -107,15 +107,9 @@ TEST_F(SdsPCGrid, OffGridTracesShareBilinearWeights) {
 
 TEST_F(SdsPCGrid, HolesTakeTheWeightedMeanOfTheirNearestNeighbours) {
   // Two columns on a row of 5 cells: at x index 0 (value 10) and 3 (value 40).
-  std::string p = Path("holes.sgy");
-  WriteModel(p, {CPointR(0, 0), CPointR(30, 0)}, 0, 100, 2,
-             [](double x, double, double) { return x < 15 ? 10.0f : 40.0f; });
-  CSdsPC sds;
-  ASSERT_TRUE(sds.OnOpen(p.c_str(), 0, 1, 0, 0));
-  std::vector<float> buf(5 * 2 * 2);
-  testing::internal::CaptureStdout();
-  ASSERT_TRUE(sds.Get3D_buf(C3DSizeN(5, 2, 2), CCubeR(0, 0, 0, 40, 10, 100), buf.data(), -1.0f));
-  testing::internal::GetCapturedStdout();
+  std::vector<float> buf = Sample(
+      {CPointR(0, 0), CPointR(30, 0)}, 2, [](double x, double, double) { return x < 15 ? 10.0f : 40.0f; },
+      C3DSizeN(5, 2, 2), CCubeR(0, 0, 0, 40, 10, 100));
   // Cell 1: left at 1, right at 2 -> weights 2/3 and 1/3 -> 20.
   EXPECT_FLOAT_EQ(buf[1], 20.0f);
   EXPECT_FLOAT_EQ(buf[2], 30.0f);
