@@ -210,116 +210,82 @@ static std::vector<unsigned char> tiny_file(int16_t format, int16_t ns, int16_t 
   return b;
 }
 
-static std::string open_message(const std::string& path, bool& ok) {
-  CSdsPC sds;
-  testing::internal::CaptureStdout();
-  ok = sds.OnOpen(path.c_str(), 0, 0, 0, 0);
-  return testing::internal::GetCapturedStdout();
-}
-
-TEST_F(SdsPCRead, DamagedFilesFailWithTheirMessage) {
-  bool ok = true;
-  std::string p = Path("empty.sgy");
-  write_file(p, {});
-  EXPECT_NE(open_message(p, ok).find("fread(sgy_file) error!"), std::string::npos);
-  EXPECT_FALSE(ok);
-
-  write_file(p, tiny_file(0, 10, 1000, 2));
-  EXPECT_NE(open_message(p, ok).find("File Header error!"), std::string::npos);
-  EXPECT_FALSE(ok);
-
-  write_file(p, tiny_file(1, 1, 1000, 2));
-  EXPECT_NE(open_message(p, ok).find("File Header error!"), std::string::npos) << "one sample is refused";
-  EXPECT_FALSE(ok);
-
-  std::vector<unsigned char> b = tiny_file(1, 10, 1000, 1);
-  b.resize(3600);
-  write_file(p, b);
-  EXPECT_NE(open_message(p, ok).find("fread(sgy) error at trace #1!"), std::string::npos);
-  EXPECT_FALSE(ok);
-
-  b = tiny_file(1, 10, 1000, 1);
-  b.resize(3600 + 240);
-  write_file(p, b);
-  EXPECT_NE(open_message(p, ok).find("Only #0 traces were read!"), std::string::npos);
-  EXPECT_FALSE(ok);
-
-  write_file(p, tiny_file(7, 10, 1000, 2));
-  EXPECT_NE(open_message(p, ok).find("Number of Samples in trace is 0"), std::string::npos);
-  EXPECT_FALSE(ok) << "format 7 has no SEG-Y sample size";
-
+TEST_F(SdsPCRead, DamagedMissingAndUnsupportedFilesFailWithTheirMessage) {
+  auto cut = [](std::vector<unsigned char> b, size_t n) {
+    b.resize(n);
+    return b;
+  };
+  std::vector<unsigned char> wide = tiny_file(1, 2, 1000, 0);
+  wide[3220] = 0x80, wide[3221] = 0x10; // more than 32767 samples reads as a negative count
+  const struct {
+    const char* name;
+    bool write;
+    std::vector<unsigned char> bytes;
+    std::string msg;
+  } cases[] = {
+      {"empty.sgy", true, {}, "fread(sgy_file) error!"},
+      {"format0.sgy", true, tiny_file(0, 10, 1000, 2), "File Header error!"},
+      {"one.sgy", true, tiny_file(1, 1, 1000, 2), "File Header error!"}, // one sample is refused
+      {"wide.sgy", true, wide, ""},
+      {"nohead.sgy", true, cut(tiny_file(1, 10, 1000, 1), 3600), "fread(sgy) error at trace #1!"},
+      {"nosamples.sgy", true, cut(tiny_file(1, 10, 1000, 1), 3840), "Only #0 traces were read!"},
+      {"format7.sgy", true, tiny_file(7, 10, 1000, 2), "Number of Samples in trace is 0"}, // no sample size
+      {"none.sgy", false, {}, "File '" + Path("none.sgy") + "' is not opened!"},
+      {"x.kti", false, {}, "has incorrect extension. It have to be from the set '.sgy', '.kti', '.rec', '.zpl'!"},
+      {"a.rec", true, tiny_file(1, 10, 1000, 2), "not supported"},
+      {"a.zpl", false, {}, "not supported"},
+  };
+  for (const auto& c : cases) {
+    if (c.write)
+      write_file(Path(c.name), c.bytes);
+    CSdsPC sds;
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(sds.OnOpen(Path(c.name).c_str(), 0, 0, 0, 0)) << c.name;
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find(c.msg), std::string::npos) << c.name << ": " << out;
+  }
   // Random garbage never crashes.
   std::mt19937 rng(5);
   for (int n : {10, 3599, 3600, 3700, 9000}) {
     std::vector<unsigned char> g(n);
     for (auto& c : g)
       c = (unsigned char)rng();
-    write_file(p, g);
-    open_message(p, ok);
+    write_file(Path("g.sgy"), g);
+    CSdsPC sds;
+    testing::internal::CaptureStdout();
+    sds.OnOpen(Path("g.sgy").c_str(), 0, 0, 0, 0);
+    testing::internal::GetCapturedStdout();
   }
 }
 
-TEST_F(SdsPCRead, HeaderQuirks) {
-  bool ok = false;
-  std::string p = Path("q.sgy");
-  // An interval of 0 reads as 1 microsecond.
-  write_file(p, tiny_file(1, 10, 0, 3));
-  {
+TEST_F(SdsPCRead, AxisFromTheHeaderInterval) {
+  const struct {
+    int16_t ns, interval;
+    int bDepth;
+    DATAUNIT unit;
+    double t1, dt;
+  } cases[] = {
+      {10, 0, 0, DU_MSEC, 9.0, 1.0},         // 0 reads as 1 us; 9 x 0.001 ends below 50: seconds
+      {101, 10000, 1, DU_M, 1000.0, 10.0},   // a foreign depth model: 10000 is 10 m
+      {1001, 4000, 0, DU_MSEC, 4000.0, 4.0}, // a foreign time file
+  };
+  for (const auto& c : cases) {
+    write_file(Path("q.sgy"), tiny_file(1, c.ns, c.interval, 3));
     CSdsPC sds;
-    ASSERT_TRUE(sds.OnOpen(p.c_str(), 0, 0, 0, 0));
-    // 9 x 0.001 ends below 50 and is taken for seconds.
-    EXPECT_DOUBLE_EQ(sds.m_rT1, 9.0);
-    EXPECT_DOUBLE_EQ(sds.m_rDT, 1.0);
+    ASSERT_TRUE(sds.OnOpen(Path("q.sgy").c_str(), 0, c.bDepth, 0, 0)) << c.ns;
+    EXPECT_EQ(sds.m_nUnit, c.unit) << c.ns;
+    EXPECT_DOUBLE_EQ(sds.m_rT0, 0.0) << c.ns;
+    EXPECT_DOUBLE_EQ(sds.m_rT1, c.t1) << c.ns;
+    EXPECT_DOUBLE_EQ(sds.m_rDT, c.dt) << c.ns;
+    // Receivers 10 m apart along X.
+    EXPECT_DOUBLE_EQ(sds.m_rX0, 0.0) << c.ns;
+    EXPECT_DOUBLE_EQ(sds.m_rX1, 20.0) << c.ns;
+    EXPECT_DOUBLE_EQ(sds.m_rDX, 10.0) << c.ns;
   }
-  // A foreign depth model: interval 10000 with bDepth is 10 m.
-  write_file(p, tiny_file(1, 101, 10000, 3));
-  {
-    CSdsPC sds;
-    ASSERT_TRUE(sds.OnOpen(p.c_str(), 0, 1, 0, 0));
-    EXPECT_EQ(sds.m_nUnit, DU_M);
-    EXPECT_DOUBLE_EQ(sds.m_rT0, 0.0);
-    EXPECT_DOUBLE_EQ(sds.m_rT1, 1000.0);
-    EXPECT_DOUBLE_EQ(sds.m_rDT, 10.0);
-    EXPECT_DOUBLE_EQ(sds.m_rX0, 0.0);
-    EXPECT_DOUBLE_EQ(sds.m_rX1, 20.0);
-    EXPECT_DOUBLE_EQ(sds.m_rDX, 10.0);
-  }
-  // A foreign time file: 4 ms and 1001 samples.
-  write_file(p, tiny_file(1, 1001, 4000, 2));
-  {
-    CSdsPC sds;
-    ASSERT_TRUE(sds.OnOpen(p.c_str(), 0, 0, 0, 0));
-    EXPECT_EQ(sds.m_nUnit, DU_MSEC);
-    EXPECT_DOUBLE_EQ(sds.m_rT1, 4000.0);
-  }
-  // More than 32767 samples reads as a negative count and is refused.
-  std::vector<unsigned char> b = tiny_file(1, 2, 1000, 0);
-  b[3220] = 0x80, b[3221] = 0x10;
-  write_file(p, b);
-  open_message(p, ok);
-  EXPECT_FALSE(ok);
-}
-
-TEST_F(SdsPCRead, MissingFilesAndOtherFormats) {
-  bool ok = true;
-  std::string p = Path("none.sgy");
-  EXPECT_NE(open_message(p, ok).find("File '" + p + "' is not opened!"), std::string::npos);
-  EXPECT_FALSE(ok);
-  std::string out = open_message(Path("x.kti"), ok);
-  EXPECT_NE(out.find("has incorrect extension. It have to be from the set '.sgy', '.kti', '.rec', '.zpl'!"),
-            std::string::npos);
-  EXPECT_FALSE(ok);
-  write_file(Path("a.rec"), tiny_file(1, 10, 1000, 2));
-  out = open_message(Path("a.rec"), ok);
-  EXPECT_FALSE(ok);
-  EXPECT_NE(out.find("not supported"), std::string::npos);
-  out = open_message(Path("a.zpl"), ok);
-  EXPECT_FALSE(ok);
-  EXPECT_NE(out.find("not supported"), std::string::npos);
 }
 
 TEST_F(SdsPCRead, LiftAndInfOverrides) {
-  std::string p = Path("lift.sgy");
+  const std::string p = Path("lift.sgy");
   std::vector<unsigned char> b = tiny_file(1, 11, 10000, 3);
   for (int i = 0; i < 3; i++) {
     unsigned char* th = b.data() + 3600 + i * (240 + 44);
@@ -327,32 +293,23 @@ TEST_F(SdsPCRead, LiftAndInfOverrides) {
     th[69] = 1;   // elevation scaler 1
   }
   write_file(p, b);
-  bool ok = false;
-  {
-    CSdsPC sds;
+  CSdsPC sds;
+  for (int lift : {1, 500}) {
     testing::internal::CaptureStdout();
-    ok = sds.OnOpen(p.c_str(), 0, 1, 0, 1);
-    std::string out = testing::internal::GetCapturedStdout();
-    ASSERT_TRUE(ok);
-    EXPECT_DOUBLE_EQ(sds.m_rT0, -100.0);
-    EXPECT_DOUBLE_EQ(sds.m_rT1, 0.0);
+    ASSERT_TRUE(sds.OnOpen(p.c_str(), 0, 1, 0, lift));
+    const std::string out = testing::internal::GetCapturedStdout();
+    // 1 lifts the model to the receivers, any other value to that depth.
+    const double t0 = lift == 1 ? -100 : lift;
+    EXPECT_DOUBLE_EQ(sds.m_rT0, t0);
+    EXPECT_DOUBLE_EQ(sds.m_rT1, t0 + 100);
     EXPECT_DOUBLE_EQ(sds.m_rDT, 10.0);
-    EXPECT_NE(out.find("OnOpen: Lifting model to -100, now [-100 .. 0]"), std::string::npos) << out;
-    testing::internal::CaptureStdout();
-    ok = sds.OnOpen(p.c_str(), 0, 1, 0, 500);
-    out = testing::internal::GetCapturedStdout();
-    ASSERT_TRUE(ok);
-    EXPECT_DOUBLE_EQ(sds.m_rT0, 500.0);
-    EXPECT_DOUBLE_EQ(sds.m_rT1, 600.0);
-    EXPECT_NE(out.find("OnOpen: Lifting model to 500, now [500 .. 600]"), std::string::npos) << out;
+    const std::string msg = "OnOpen: Lifting model to " + std::to_string((int)t0) + ", now [" +
+                            std::to_string((int)t0) + " .. " + std::to_string((int)t0 + 100) + "]";
+    EXPECT_NE(out.find(msg), std::string::npos) << out;
   }
   // With the receiver at Z = 0 a lift of 1 does nothing and says nothing.
   write_file(p, tiny_file(1, 11, 10000, 3));
-  FILE* f = fopen((p + ".inf").c_str(), "w");
-  ASSERT_NE(f, nullptr);
-  fputs("nComp=3\nzUnit=2\nkmVal=4\n", f);
-  fclose(f);
-  CSdsPC sds;
+  write_text(p + ".inf", "nComp=3\nzUnit=2\nkmVal=4\n");
   testing::internal::CaptureStdout();
   ASSERT_TRUE(sds.OnOpen(p.c_str(), 0, 0, 0, 1));
   EXPECT_EQ(testing::internal::GetCapturedStdout().find("Lifting"), std::string::npos);
