@@ -127,6 +127,72 @@ void XCorrection(const AcoCtx& c, size_t row, ptrdiff_t xs, ptrdiff_t xe, const 
   }
 }
 
+// Whole-vector helpers of the x corrections: VF and VI are the float and int
+// vector types of the instruction set (defined by the includer), kW floats wide.
+constexpr int kW = (int)(sizeof(VF) / sizeof(float));
+inline VF Ld(const float* p) {
+  VF v;
+  __builtin_memcpy(&v, p, sizeof(v));
+  return v;
+}
+inline void St(float* p, VF v) { __builtin_memcpy(p, &v, sizeof(v)); }
+inline VF Rev(VF v) {
+  VI idx;
+  for (int i = 0; i < kW; i++)
+    idx[i] = kW - 1 - i;
+  return __builtin_shuffle(v, idx);
+}
+// kW slab entries of the points from x on: in order on the low side, in
+// reverse on the high side (entry of point x at -x).
+template <int XS> inline VF LdSlab(const float* q, ptrdiff_t x) {
+  return XS == 1 ? Ld(q + x) : Rev(Ld(q - x - (kW - 1)));
+}
+template <int XS> inline void StSlab(float* q, ptrdiff_t x, VF v) {
+  if (XS == 1)
+    St(q + x, v);
+  else
+    St(q - x - (kW - 1), Rev(v));
+}
+// XCorrection in whole vectors: the short x zones would otherwise spend
+// most of their time in the scalar remainder. Each point's result depends
+// only on its own old values and on fields the half-step does not write, so
+// the last vector may overlap the one before it: it is worked out first and
+// stored last. Same operations in the same order as XCorrection.
+template <bool TAU, int XS>
+void XCorrectionV(const AcoCtx& c, size_t row, ptrdiff_t xs, ptrdiff_t xe, const PmlLine& l) {
+  if (xe - xs + 1 < kW) {
+    XCorrection<TAU, XS>(c, row, xs, xe, l);
+    return;
+  }
+  float* m = l.m + l.off;
+  const float* a = l.a + l.off;
+  const float* b = l.b + l.off;
+  const float* src = TAU ? c.vx + row : c.p + row;
+  const float* w = TAU ? c.k + row : c.b + row;
+  float* dst = TAU ? c.p + row : c.vx + row;
+  const VF b1 = VF{} + fd::kBeta1, b2 = VF{} + fd::kBeta2;
+  auto chunk = [&](ptrdiff_t x, VF& mn, VF& un) {
+    VF d;
+    if (TAU)
+      d = b1 * (Ld(src + x + 1) - Ld(src + x)) + b2 * (Ld(src + x + 2) - Ld(src + x - 1));
+    else
+      d = b1 * (Ld(src + x) - Ld(src + x - 1)) + b2 * (Ld(src + x + 1) - Ld(src + x - 2));
+    mn = LdSlab<XS>(b, x) * LdSlab<XS>(m, x) + LdSlab<XS>(a, x) * d;
+    un = Ld(dst + x) + Ld(w + x) * mn;
+  };
+  const ptrdiff_t xt = xe - (kW - 1);
+  VF mt, ut;
+  chunk(xt, mt, ut);
+  for (ptrdiff_t x = xs; x < xt; x += kW) {
+    VF mn, un;
+    chunk(x, mn, un);
+    StSlab<XS>(m, x, mn);
+    St(dst + x, un);
+  }
+  StSlab<XS>(m, xt, mt);
+  St(dst + xt, ut);
+}
+
 // Rows that a small grid puts into both zones of one axis, or every row when
 // the two x zones meet, take the general per-point path. g: global plane.
 inline bool PointwisePmlRow(const AcoCtx& c, int g, int y) {
@@ -193,13 +259,24 @@ template <bool TAU> void PmlXPass(const AcoCtx& c, int z, int y0, int y1, int x0
       continue;
     const size_t row = ((size_t)z * c.ny + y) * c.nx;
     const ptrdiff_t rowX = ((ptrdiff_t)z * c.ny + y) * N;
+    // The slab entries of a row are few and follow those of the row before;
+    // fetching them a few rows ahead keeps the pass from waiting on memory.
+    const ptrdiff_t ahead = rowX + 4 * N;
+    for (int h = 0; h < 2; h++) {
+      __builtin_prefetch(c.side[0][h].m + ahead, 1);
+      __builtin_prefetch(c.side[0][h].m + ahead + N - 1, 1);
+      __builtin_prefetch(c.side[0][h].a + ahead);
+      __builtin_prefetch(c.side[0][h].a + ahead + N - 1);
+      __builtin_prefetch(c.side[0][h].b + ahead);
+      __builtin_prefetch(c.side[0][h].b + ahead + N - 1);
+    }
     if (bLow) {
       const PmlLine l = {c.side[0][0].m, c.side[0][0].a, c.side[0][0].b, rowX - s};
-      XCorrection<TAU, 1>(c, row, x0, std::min(x1, xLowEnd), l);
+      XCorrectionV<TAU, 1>(c, row, x0, std::min(x1, xLowEnd), l);
     }
     if (bHigh) {
       const PmlLine l = {c.side[0][1].m, c.side[0][1].a, c.side[0][1].b, rowX + c.nx - s - 1};
-      XCorrection<TAU, 2>(c, row, std::max(x0, xHighBeg), x1, l);
+      XCorrectionV<TAU, 2>(c, row, std::max(x0, xHighBeg), x1, l);
     }
   }
 }

@@ -179,6 +179,13 @@ inline bool RowIsNaN(const AcoCtx& c, int z, int y, int x0, int x1) {
 }
 
 namespace base {
+#ifdef __AVX__
+typedef float VF __attribute__((vector_size(32)));
+typedef int VI __attribute__((vector_size(32)));
+#else
+typedef float VF __attribute__((vector_size(16)));
+typedef int VI __attribute__((vector_size(16)));
+#endif
 #include "AcoRowKernels.h"
 } // namespace base
 
@@ -190,6 +197,8 @@ namespace base {
 #pragma GCC push_options
 #pragma GCC target("avx2")
 namespace avx2 {
+typedef float VF __attribute__((vector_size(32)));
+typedef int VI __attribute__((vector_size(32)));
 #include "AcoRowKernels.h"
 } // namespace avx2
 #pragma GCC pop_options
