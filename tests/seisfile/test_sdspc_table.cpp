@@ -66,26 +66,17 @@ TEST_F(SdsPCTable, CoordinateQueriesStayInRange) {
 
 TEST_F(SdsPCTable, RectangleOfASourceOrOfAll) {
   SetTable({Rec(0, 0, 10, 20), Rec(0, 0, 30, -5), Rec(100, 50, 300, 400), Rec(100.9f, 51, 250, 60)});
-  CRectR rc = m_sds.GetXYRect(1, CPointR(0, 0));
-  EXPECT_EQ(rc.x0, 10);
-  EXPECT_EQ(rc.x1, 30);
-  EXPECT_EQ(rc.y0, -5);
-  EXPECT_EQ(rc.y1, 20);
-  rc = m_sds.GetXYRect(0, CPointR(0, 0));
-  EXPECT_EQ(rc.x0, 0) << "sources widen the rectangle";
+  auto rect = [&](int nMode, CPointR src) {
+    const CRectR rc = m_sds.GetXYRect(nMode, src);
+    return std::vector<double>{rc.x0, rc.x1, rc.y0, rc.y1};
+  };
+  EXPECT_EQ(rect(1, CPointR(0, 0)), (std::vector<double>{10, 30, -5, 20}));
+  EXPECT_EQ(rect(0, CPointR(0, 0)), (std::vector<double>{0, 30, -5, 20})) << "sources widen the rectangle";
   // |dx| < 1 strictly, |dy| <= 1 inclusively.
-  rc = m_sds.GetXYRect(1, CPointR(100, 50));
-  EXPECT_EQ(rc.x0, 250);
-  EXPECT_EQ(rc.y1, 400);
-  rc = m_sds.GetXYRect(1, CPointR(101, 50));
-  EXPECT_EQ(rc.x0, 250) << "only the second trace is within 1 in X";
-  EXPECT_EQ(rc.x1, 250);
+  EXPECT_EQ(rect(1, CPointR(100, 50)), (std::vector<double>{250, 300, 60, 400}));
+  EXPECT_EQ(rect(1, CPointR(101, 50)), (std::vector<double>{250, 250, 60, 60})) << "only the second within 1 in X";
   // A source that no trace has: the rectangle of all traces.
-  rc = m_sds.GetXYRect(1, CPointR(7777, 7777));
-  EXPECT_EQ(rc.x0, 10);
-  EXPECT_EQ(rc.x1, 300);
-  EXPECT_EQ(rc.y0, -5);
-  EXPECT_EQ(rc.y1, 400);
+  EXPECT_EQ(rect(1, CPointR(7777, 7777)), (std::vector<double>{10, 300, -5, 400}));
 }
 
 TEST_F(SdsPCTable, GridSizeOfRegularAndIrregularLayouts) {
@@ -97,10 +88,11 @@ TEST_F(SdsPCTable, GridSizeOfRegularAndIrregularLayouts) {
   v.push_back(Rec(0, 0, 1000, 2000));
   SetTable(v);
   const CPointR all(UNSET_VALUE, UNSET_VALUE);
-  C3DSizeN n = m_sds.GetXYSize(all);
-  EXPECT_EQ(n.cx, 4);
-  EXPECT_EQ(n.cy, 3);
-  EXPECT_EQ(n.cz, 12);
+  auto size = [&](CSdsPC& sds, CPointR src) {
+    const C3DSizeN n = sds.GetXYSize(src);
+    return std::vector<int>{n.cx, n.cy, n.cz};
+  };
+  EXPECT_EQ(size(m_sds, all), (std::vector<int>{4, 3, 12}));
   // A line along X: steps of 10 over 90 give 10 columns.
   std::vector<SDS_TRACEINFO> line;
   for (int i = 0; i < 10; i++)
@@ -110,21 +102,14 @@ TEST_F(SdsPCTable, GridSizeOfRegularAndIrregularLayouts) {
   other.m_pSR = new SDS_TRACEINFO[line.size()];
   std::copy(line.begin(), line.end(), other.m_pSR);
   other.m_nTraceCount = (int)line.size();
-  n = other.GetXYSize(all);
-  EXPECT_EQ(n.cx, 10);
-  EXPECT_EQ(n.cy, 1);
+  EXPECT_EQ(size(other, all), (std::vector<int>{10, 1, 10}));
   // Traces along Y only, with repeated positions: n underestimates, so
   // nx becomes kept / ny.
   for (int i = 0; i < 10; i++)
     other.m_pSR[i] = Rec(0, 0, 5, 100.0f * (i / 5));
-  n = other.GetXYSize(all);
-  EXPECT_EQ(n.cy, 2);
-  EXPECT_EQ(n.cx, 5);
-  EXPECT_EQ(n.cz, 2) << "n stays as first computed";
+  EXPECT_EQ(size(other, all), (std::vector<int>{5, 2, 2})) << "n stays as first computed";
   // Fewer than 4 traces of a real source: all traces count.
-  n = m_sds.GetXYSize(CPointR(0.5, 0));
-  EXPECT_EQ(n.cx, 4);
-  EXPECT_EQ(n.cy, 3);
+  EXPECT_EQ(size(m_sds, CPointR(0.5, 0)), (std::vector<int>{4, 3, 12}));
 }
 
 using SdsPCInf = ScratchDirTest;
