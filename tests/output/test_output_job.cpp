@@ -59,7 +59,7 @@ protected:
   CScratchDir m_dir;
 };
 
-TEST_F(OutputJobTest, MergedGathersCarryGeometryAndSurveyNumbers) {
+TEST_F(OutputJobTest, MergedGathersCarryGeometryAndSurveyNumbersAlsoThroughASpillFile) {
   const CExampleJob job = SmallJob(m_dir.Root(), 2);
   ASSERT_EQ(0, job.Write());
   std::string out;
@@ -101,25 +101,18 @@ TEST_F(OutputJobTest, MergedGathersCarryGeometryAndSurveyNumbers) {
   }
   EXPECT_GT(fMax, 0.0f);
   EXPECT_GT(fDiff, 0.0f);
-}
 
-TEST_F(OutputJobTest, BigSeismogramGivesIdenticalGathers) {
-  const std::string dirMem = m_dir.Path("memory"), dirFile = m_dir.Path("file");
-  CExampleJob job = SmallJob(dirMem, 2);
-  ASSERT_EQ(0, job.Write());
-  job.m_strDir = dirFile.c_str();
-  job.m_bBigSeismogram = true;
-  ASSERT_EQ(0, job.Write());
-  std::string out;
-  ASSERT_EQ(0, RunKelvo(dirMem, out)) << out;
+  // The same job with its gathers kept in a spill file gives identical files.
+  CExampleJob spill = job;
+  const std::string dirFile = m_dir.Path("file");
+  spill.m_strDir = dirFile.c_str();
+  spill.m_bBigSeismogram = true;
+  ASSERT_EQ(0, spill.Write());
   ASSERT_EQ(0, RunKelvo(dirFile, out)) << out;
   // The gathers really went through the spill file: the memory table counts one row.
   EXPECT_NE(std::string::npos, out.find("Seismogram (n)=(9)")) << out;
-  for (char c : kComponents) {
-    const std::string a = read_text(Merged(dirMem, c)), b = read_text(Merged(dirFile, c));
-    ASSERT_GT(a.size(), 3600u) << c;
-    EXPECT_TRUE(a == b) << "component " << c << " differs";
-  }
+  for (char c : kComponents)
+    EXPECT_TRUE(read_text(Merged(m_dir.Root(), c)) == read_text(Merged(dirFile, c))) << "component " << c << " differs";
   // The spill files are gone after the run.
   EXPECT_FALSE(file_exists(dirFile + "/BigSeis-0(1).bin"));
   EXPECT_FALSE(file_exists(dirFile + "/BigSeis-0(2).bin"));
