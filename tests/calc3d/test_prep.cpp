@@ -46,9 +46,10 @@ TEST_F(PrepTest, GridOfWholeModelAtTenMetres) {
   EXPECT_EQ(m_calc.m_vRcvTraceId.size(), 2u);
   EXPECT_EQ(m_calc.m_nTraces, 2);
   EXPECT_EQ(Active(), (std::vector<int>{49 + F, 51 + F, 49 + F, 51 + F})) << "one point around the shot";
-  EXPECT_TRUE(LogHas("Shot Position    (X,Y,Z): (500, 500, 0), 2 receivers."));
-  EXPECT_TRUE(LogHas("Model Cube       (X,Y,Z): {0..1000, 0..1000, 0..1000}"));
-  EXPECT_TRUE(LogHas("             0 |          1000 |            10 |  x-dimension"));
+  for (const char* m : {"Shot Position    (X,Y,Z): (500, 500, 0), 2 receivers.",
+                        "Model Cube       (X,Y,Z): {0..1000, 0..1000, 0..1000}",
+                        "             0 |          1000 |            10 |  x-dimension"})
+    EXPECT_TRUE(LogHas(m)) << m;
   EXPECT_FALSE(LogHas("Margin"));
 
   // A step that does not divide the model: the grid snaps down to whole steps.
@@ -298,10 +299,9 @@ TEST_F(ModelTestDir, CommonValidationOfTheRun) {
   EXPECT_EQ(m_calc.m_nSourceType, 7);
   EXPECT_EQ(CSdsPC::COOR_SCALER, -100);
   EXPECT_EQ(CSdsPC::ELEV_SCALER, -100);
-  EXPECT_TRUE(LogHas("Signal Frequency:            25"));
-  EXPECT_TRUE(LogHas("Surface Type:                Invisible"));
-  EXPECT_TRUE(LogHas("Output SEG-Y Coord. Scaler:  -100"));
-  EXPECT_TRUE(LogHas("Generate Time Field:         No"));
+  for (const char* m : {"Signal Frequency:            25", "Surface Type:                Invisible",
+                        "Output SEG-Y Coord. Scaler:  -100", "Generate Time Field:         No"})
+    EXPECT_TRUE(LogHas(m)) << m;
 
   m_calc.m_nSourceType = 8;
   m_calc.m_fK13 = 1;
