@@ -116,14 +116,6 @@ TEST_F(PrepTest, ExcitationPointsInOneCellCountOnce) {
   EXPECT_EQ(Active(), (std::vector<int>{29 + F, 51 + F, 39 + F, 51 + F})) << "spans both points";
 }
 
-TEST_F(PrepTest, MissingModelFileStopsTheShot) {
-  LoadSurvey("500 500 0 600 500 0\n");
-  m_calc.m_cubeModel.SetEmpty();
-  m_app.m_strModelPW = "missing.sgy";
-  EXPECT_EQ(Prepare(), -3);
-  EXPECT_TRUE(LogHas("Error! Unable to open model file 'missing.sgy'."));
-}
-
 #ifdef KELVO_HAVE_SEGYIO
 TEST_F(PrepTest, ModelCubeTakenFromVelocityFileOnce) {
   ASSERT_TRUE(WriteSegyModel("vp.sgy", 11, 6, 21, 100, 200, 10, [](int, int, int) { return 2000.0f; }));
