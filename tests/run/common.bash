@@ -24,6 +24,16 @@ expect_in() { # file text
   grep -qF -- "$2" "$1" || fail "'$2' not in $1"
 }
 
+# Under mpirun the start-up lines that other ranks print straight to stdout can
+# land inside a line of rank 0; this prints a console file without them.
+joined() { # file
+  perl -0pe 's/\.\.\.\d+ (?:nodes per process|GPUs per node)\n//g; s/Active process #\d+ has new rank #\d+!\n//g' "$1"
+}
+
+expect_joined() { # file text
+  joined "$1" | grep -qF -- "$2" || fail "'$2' not in $1"
+}
+
 # True when MPI runs of several processes can be tried here.
 have_mpi() { [ "$NCPU" -ge 2 ] && command -v mpirun >/dev/null; }
 

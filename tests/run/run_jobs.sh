@@ -31,7 +31,7 @@ run_mpi() { # dir processes
 # Checks that an MPI job failed with the given final result.
 expect_failed() { # dir result
   [ "$RC" -ne 0 ] && [ "$RC" -ne 124 ] || fail "$1: exit status $RC"
-  expect_in "$1/out.txt" "The program has finised with result $2."
+  expect_joined "$1/out.txt" "The program has finised with result $2."
   grep -q "Simulation finished successfully" "$1/out.txt" && fail "$1 reported success"
 }
 
@@ -41,7 +41,7 @@ job "$A" --merge 0
 run_kelvo "$A"
 [ "$RC" = 0 ] || fail "single run: exit status $RC"
 expect_in "$A/out.txt" "Simulation finished successfully."
-expect_in "$A/out.txt" "The program has finised with result 0."
+expect_joined "$A/out.txt" "The program has finised with result 0."
 for s in 1 2 3; do
   for c in $COMPONENTS; do
     [ -s "$A/vp+Gath3DAPU$c-$s.sgy" ] || fail "single run: gather $c of shot $s missing"
