@@ -150,8 +150,12 @@ int kelvo_main(int argc, char** argv) {
     pCensus = nullptr;
   }
   MPI_Barrier(MPI_COMM_WORLD);
-  MPI_Finalize();
-  if (nWorldRank == 0)
+  // The final line goes out before MPI_Finalize: once the others leave it, a
+  // launcher that sees a non-zero exit may kill this process at once.
+  if (nWorldRank == 0) {
     printf("The program has finised with result %d.\n", rc);
+    fflush(stdout);
+  }
+  MPI_Finalize();
   return rc;
 }
