@@ -305,15 +305,42 @@ template <bool TAU> void DampRow(const AcoCtx& c, const float* tables, int z, in
 // Rows y0..y1, points x0..x1 of plane z, whichever boundary treatment is in
 // force. Returns true where the pressure step left a NaN at the probe point in
 // the middle of a row.
+// Loads the high y slab entries of the rows ya..y1, points x0..x1, of plane z
+// once in ascending order. Their rows lie backwards in memory as y grows,
+// which the hardware prefetch does not follow: without this the row loops
+// would wait on each of them. One load a cache line is enough.
+inline void TouchHighYSlab(const AcoCtx& c, int z, int ya, int y1, int x0, int x1) {
+  const int N = c.nPml, s = c.s;
+  const int i0 = std::max(0, c.ny - 1 - s - y1), i1 = std::min(N - 1, c.ny - 1 - s - ya);
+  const PmlSide& sd = c.side[1][1];
+  float acc = 0.0f;
+  for (int i = i0; i <= i1; i++) {
+    const ptrdiff_t e0 = ((ptrdiff_t)z * N + i) * c.nx;
+    for (ptrdiff_t e = e0 + x0; e <= e0 + x1; e += 16)
+      acc += sd.m[e] + sd.a[e] + sd.b[e];
+  }
+  volatile float sink = acc;
+  (void)sink;
+}
+
+// Rows y0..y1, points x0..x1 of plane z, whichever boundary treatment is in
+// force. Returns true where the pressure step left a NaN at the probe point in
+// the middle of a row.
 template <bool TAU> bool Plane(const AcoCtx& c, const float* tables, int z, int y0, int y1, int x0, int x1) {
-  for (int y = y0; y <= y1; y++) {
-    if (c.pml)
+  if (c.pml) {
+    const int yHighBeg = c.ny - c.nPml - c.s; // first row of the high y zone
+    int y = y0;
+    for (; y <= y1 && y < yHighBeg; y++)
       PmlRow<TAU>(c, z, y, x0, x1);
-    else
+    if (y <= y1)
+      TouchHighYSlab(c, z, y, y1, x0, x1);
+    for (; y <= y1; y++)
+      PmlRow<TAU>(c, z, y, x0, x1);
+    PmlXPass<TAU>(c, z, y0, y1, x0, x1);
+  } else {
+    for (int y = y0; y <= y1; y++)
       DampRow<TAU>(c, tables, z, y, x0, x1);
   }
-  if (c.pml)
-    PmlXPass<TAU>(c, z, y0, y1, x0, x1);
   bool bNaN = false;
   if (TAU)
     for (int y = y0; y <= y1; y++)
