@@ -302,9 +302,6 @@ template <bool TAU> void DampRow(const AcoCtx& c, const float* tables, int z, in
   RowPiece<TAU, 0, false, false, true>(c, row, std::max(x0, xb + 1), x1, none, none, none, fac);
 }
 
-// Rows y0..y1, points x0..x1 of plane z, whichever boundary treatment is in
-// force. Returns true where the pressure step left a NaN at the probe point in
-// the middle of a row.
 // Loads the high y slab entries of the rows ya..y1, points x0..x1, of plane z
 // once in ascending order. Their rows lie backwards in memory as y grows,
 // which the hardware prefetch does not follow: without this the row loops
