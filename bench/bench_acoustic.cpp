@@ -7,9 +7,10 @@
 // loop over arrays far larger than the caches; each step figure is then
 // given as its share of the bound at 56 bytes a cell update (read P, B, Vx,
 // Vy, Vz and K, write Vx, Vy, Vz and P, each 4 bytes). For the PML the
-// least extra time the memory traffic allows is printed as well: a point in
-// the slab of an axis reads a, b and the memory and writes the memory for
-// one derivative in each half-step, 32 bytes a step.
+// extra memory traffic is printed as well, the least extra time where the
+// step is bound by the bandwidth: a point in the slab of an axis reads a, b
+// and the memory and writes the memory for one derivative in each
+// half-step, 32 bytes a step.
 #include <omp.h>
 #include <xmmintrin.h>
 
