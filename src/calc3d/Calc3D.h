@@ -144,6 +144,14 @@ public:
   int Calculate();
   int CalculateShared();
   int CalculateDistributed();
+  // Narrows the x and y bounds of step i to the region the wave can have
+  // reached from the source; shared by both time loops.
+  void StepActiveBox(int i, int& nY0, int& nY1, int& nX0, int& nX1);
+  // The S-wave suppression factor of the current time (methods above 101).
+  void UpdateSuppression();
+  // The velocity or the stress half-step of the task's method over a box.
+  int PropagateVelocity(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
+  int PropagateStress(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
   static int MergeDistributedCube(CKelvoApp* pApp, const CCubeN& box, int* pnOut, float* pLocal, float** ppMerged);
 
   // ---- Model building ------------------------------------------------

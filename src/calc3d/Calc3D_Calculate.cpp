@@ -27,6 +27,66 @@ bool TerminateRequested() {
 
 } // namespace
 
+void CCalc3D::StepActiveBox(int i, int& nY0, int& nY1, int& nX0, int& nX1) {
+  if (m_nActiveX1 <= 0 || m_nActiveY1 <= 0)
+    return;
+  const int s = m_nStart;
+  int g = i;
+  if (m_fTime < 0 && i > 60) {
+    m_nActiveDelay = i - 60;
+    g = 60;
+  }
+  if (m_fTime >= 0 && m_nActiveDelay > 0)
+    g = i - m_nActiveDelay;
+  const int x0 = m_nActiveX0 - g, x1 = m_nActiveX1 + g;
+  const int y0 = m_nActiveY0 - g, y1 = m_nActiveY1 + g;
+  if (x0 < s && y0 < s && x1 > m_nNx - s - 1 && y1 > m_nNy - s - 1) {
+    m_nActiveX0 = m_nActiveX1 = m_nActiveY0 = m_nActiveY1 = 0;
+    m_nActiveDelay = 0;
+    return;
+  }
+  nX0 = std::max(nX0, std::min(x0, nX1));
+  nX1 = std::min(nX1, std::max(x1, s));
+  nY0 = std::max(nY0, std::min(y0, nY1));
+  nY1 = std::min(nY1, std::max(y1, s));
+}
+
+void CCalc3D::UpdateSuppression() {
+  if (!m_bSuppressSV) {
+    m_fSuppress = 1.0f;
+    return;
+  }
+  const double f = m_Signal.m_fFrequency;
+  const double T = f > 0 ? 1.0 / f : 0.0;
+  const double u = (m_fTime - T) / 3.0;
+  if (u <= 0) {
+    m_fSuppress = 0.0f;
+  } else if (u >= T) {
+    m_fSuppress = 1.0f;
+  } else {
+    const float v = (float)sin(f * 1.5707963267948966 * u);
+    m_fSuppress = v * v;
+  }
+}
+
+int CCalc3D::PropagateVelocity(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
+  if (nZ0 > nZ1)
+    return 0;
+  return GetMethod() == METHOD_ACOUSTIC ? PropagateAcoWaveU(nZ0, nY0, nX0, nZ1, nY1, nX1)
+                                        : PropagateElaWaveU(nZ0, nY0, nX0, nZ1, nY1, nX1);
+}
+
+int CCalc3D::PropagateStress(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
+  if (nZ0 > nZ1)
+    return 0;
+  switch (GetMethod()) {
+  case METHOD_ACOUSTIC: return PropagateAcoWaveTau(nZ0, nY0, nX0, nZ1, nY1, nX1);
+  case METHOD_ELASTIC: return PropagateElaWaveTau(nZ0, nY0, nX0, nZ1, nY1, nX1);
+  case METHOD_ORTHORHOMBIC: return PropagateOrtWaveTau(nZ0, nY0, nX0, nZ1, nY1, nX1);
+  default: return PropagateAniWaveTau(nZ0, nY0, nX0, nZ1, nY1, nX1);
+  }
+}
+
 int CCalc3D::Calculate() {
   if (LoadModel() != 0) {
     u_Error("Error! Unable to initialize and/or load model to device memory.\n");
@@ -63,71 +123,18 @@ int CCalc3D::CalculateShared() {
     int nZ0 = s, nZ1 = m_nNz - s - 1;
     int nY0 = s, nY1 = m_nNy - s - 1;
     int nX0 = s, nX1 = m_nNx - s - 1;
-    if (m_nActiveX1 > 0 && m_nActiveY1 > 0) {
-      int g = i;
-      if (m_fTime < 0 && i > 60) {
-        m_nActiveDelay = i - 60;
-        g = 60;
-      }
-      if (m_fTime >= 0 && m_nActiveDelay > 0)
-        g = i - m_nActiveDelay;
-      const int x0 = m_nActiveX0 - g, x1 = m_nActiveX1 + g;
-      const int y0 = m_nActiveY0 - g, y1 = m_nActiveY1 + g;
-      if (x0 < s && y0 < s && x1 > m_nNx - s - 1 && y1 > m_nNy - s - 1) {
-        m_nActiveX0 = m_nActiveX1 = m_nActiveY0 = m_nActiveY1 = 0;
-        m_nActiveDelay = 0;
-      } else {
-        nX0 = std::max(nX0, std::min(x0, nX1));
-        nX1 = std::min(nX1, std::max(x1, s));
-        nY0 = std::max(nY0, std::min(y0, nY1));
-        nY1 = std::min(nY1, std::max(y1, s));
-      }
-    }
+    StepActiveBox(i, nY0, nY1, nX0, nX1);
 
     if (i < m_Signal.m_nLen && ApplySignal(i) != 0) {
       u_Error("Error! Unable to apply signal in %d simulation step.\n", i);
       return -1;
     }
 
-    int nRes = 0;
-    if (nMethod > METHOD_ACOUSTIC) {
-      if (!m_bSuppressSV) {
-        m_fSuppress = 1.0f;
-      } else {
-        const double f = m_Signal.m_fFrequency;
-        const double T = f > 0 ? 1.0 / f : 0.0;
-        const double u = (m_fTime - T) / 3.0;
-        if (u <= 0)
-          m_fSuppress = 0.0f;
-        else if (u >= T)
-          m_fSuppress = 1.0f;
-        else {
-          const float v = (float)sin(f * 1.5707963267948966 * u);
-          m_fSuppress = v * v;
-        }
-      }
-    }
-    switch (nMethod) {
-    case METHOD_ACOUSTIC:
-      nRes = PropagateAcoWaveU(nZ0, nY0, nX0, nZ1, nY1, nX1);
-      nRes |= PropagateAcoWaveTau(nZ0, nY0, nX0, nZ1, nY1, nX1);
-      break;
-    case METHOD_ELASTIC:
-      nRes = PropagateElaWaveU(nZ0, nY0, nX0, nZ1, nY1, nX1);
-      if (nRes == 0)
-        nRes |= PropagateElaWaveTau(nZ0, nY0, nX0, nZ1, nY1, nX1);
-      break;
-    case METHOD_ORTHORHOMBIC:
-      nRes = PropagateElaWaveU(nZ0, nY0, nX0, nZ1, nY1, nX1);
-      if (nRes == 0)
-        nRes |= PropagateOrtWaveTau(nZ0, nY0, nX0, nZ1, nY1, nX1);
-      break;
-    default:
-      nRes = PropagateElaWaveU(nZ0, nY0, nX0, nZ1, nY1, nX1);
-      if (nRes == 0)
-        nRes |= PropagateAniWaveTau(nZ0, nY0, nX0, nZ1, nY1, nX1);
-      break;
-    }
+    if (nMethod > METHOD_ACOUSTIC)
+      UpdateSuppression();
+    int nRes = PropagateVelocity(nZ0, nY0, nX0, nZ1, nY1, nX1);
+    if (nRes == 0)
+      nRes = PropagateStress(nZ0, nY0, nX0, nZ1, nY1, nX1);
     m_fTime += m_fDt;
 
     if (nRes != 0) {

@@ -114,26 +114,7 @@ int CCalc3D::CalculateDistributed() {
     // x and y bounds: the region the wave can have reached, as in the shared loop.
     int nY0 = s, nY1 = m_nNy - s - 1;
     int nX0 = s, nX1 = m_nNx - s - 1;
-    if (m_nActiveX1 > 0 && m_nActiveY1 > 0) {
-      int g = i;
-      if (m_fTime < 0 && i > 60) {
-        m_nActiveDelay = i - 60;
-        g = 60;
-      }
-      if (m_fTime >= 0 && m_nActiveDelay > 0)
-        g = i - m_nActiveDelay;
-      const int x0 = m_nActiveX0 - g, x1 = m_nActiveX1 + g;
-      const int y0 = m_nActiveY0 - g, y1 = m_nActiveY1 + g;
-      if (x0 < s && y0 < s && x1 > m_nNx - s - 1 && y1 > m_nNy - s - 1) {
-        m_nActiveX0 = m_nActiveX1 = m_nActiveY0 = m_nActiveY1 = 0;
-        m_nActiveDelay = 0;
-      } else {
-        nX0 = std::max(nX0, std::min(x0, nX1));
-        nX1 = std::min(nX1, std::max(x1, s));
-        nY0 = std::max(nY0, std::min(y0, nY1));
-        nY1 = std::min(nY1, std::max(y1, s));
-      }
-    }
+    StepActiveBox(i, nY0, nY1, nX0, nX1);
 
     if (i < m_Signal.m_nLen && !m_vShotPoints.empty() && ApplySignal(i) != 0) {
       u_Error("Error! Unable to apply signal in %d simulation step.\n", i);
@@ -141,40 +122,10 @@ int CCalc3D::CalculateDistributed() {
       break;
     }
 
-    if (nMethod > METHOD_ACOUSTIC) {
-      if (!m_bSuppressSV) {
-        m_fSuppress = 1.0f;
-      } else {
-        const double f = m_Signal.m_fFrequency;
-        const double T = f > 0 ? 1.0 / f : 0.0;
-        const double u = (m_fTime - T) / 3.0;
-        if (u <= 0) {
-          m_fSuppress = 0.0f;
-        } else if (u >= T) {
-          m_fSuppress = 1.0f;
-        } else {
-          const float v = (float)sin(f * 1.5707963267948966 * u);
-          m_fSuppress = v * v;
-        }
-      }
-    }
-
-    auto velocity = [&](int z0, int z1) {
-      if (z0 > z1)
-        return 0;
-      return nMethod == METHOD_ACOUSTIC ? PropagateAcoWaveU(z0, nY0, nX0, z1, nY1, nX1)
-                                        : PropagateElaWaveU(z0, nY0, nX0, z1, nY1, nX1);
-    };
-    auto stress = [&](int z0, int z1) {
-      if (z0 > z1)
-        return 0;
-      switch (nMethod) {
-      case METHOD_ACOUSTIC: return PropagateAcoWaveTau(z0, nY0, nX0, z1, nY1, nX1);
-      case METHOD_ELASTIC: return PropagateElaWaveTau(z0, nY0, nX0, z1, nY1, nX1);
-      case METHOD_ORTHORHOMBIC: return PropagateOrtWaveTau(z0, nY0, nX0, z1, nY1, nX1);
-      default: return PropagateAniWaveTau(z0, nY0, nX0, z1, nY1, nX1);
-      }
-    };
+    if (nMethod > METHOD_ACOUSTIC)
+      UpdateSuppression();
+    auto velocity = [&](int z0, int z1) { return PropagateVelocity(z0, nY0, nX0, z1, nY1, nX1); };
+    auto stress = [&](int z0, int z1) { return PropagateStress(z0, nY0, nX0, z1, nY1, nX1); };
 
     int nRes = 0;
     // Velocity half step.
