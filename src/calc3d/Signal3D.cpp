@@ -39,7 +39,7 @@ int CSignal3D::LoadParamsFromIniFile(std::vector<CString>& ini) {
   m_strFile = szFile;
   m_fFrequency = 0;
   get_parameter_double(ini, "[Source]", "Frequency", &m_fFrequency);
-  if (m_strFile.IsEmpty() && m_fFrequency < 1.0) {
+  if (m_strFile.IsEmpty() && !(m_fFrequency >= 1.0)) { // NaN included
     u_Error("Error! No signal file specified and incorrect signal frequency parameter in "
             "tuntask.ini.\n");
     return 1;
@@ -75,7 +75,14 @@ int CSignal3D::Generate(double dt, double h, double& fT0) {
 int CSignal3D::GenerateRicker(double dt, float fAmp, double& fT0) {
   const double f = m_fFrequency;
   fT0 = -2.0 / f;
-  m_nLen = (int)((0 - fT0) * 2 / dt + 1.0);
+  // Four periods of samples; a frequency or a step that would make more than
+  // a grid could use is refused rather than allocated.
+  const double fLen = (0 - fT0) * 2 / dt + 1.0;
+  if (!(fLen >= 1.0 && fLen < 1e8)) {
+    u_Error("Error! The source signal of %g Hz at dt=%g would have %g samples.\n", f, dt, fLen);
+    return -105;
+  }
+  m_nLen = (int)fLen;
   m_pSignal = new float[m_nLen];
   double t = fT0;
   for (int i = 0; i < m_nLen; i++) {

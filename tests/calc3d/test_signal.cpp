@@ -74,6 +74,8 @@ TEST_F(SignalTest, TaskKeys) {
   CSignal3D sig2;
   EXPECT_EQ(sig2.LoadParamsFromIniFile(bad), 1);
   EXPECT_TRUE(LogHas("incorrect signal frequency parameter in tuntask.ini"));
+  std::vector<CString> nan = {"[Source]", "Frequency=nan"};
+  EXPECT_EQ(CSignal3D().LoadParamsFromIniFile(nan), 1);
 
   // With a file, Signal is not read and a missing frequency means "estimate".
   std::vector<CString> withFile = {"[Source]", "File=pulse.sgy", "Signal=3"};
@@ -90,6 +92,10 @@ TEST_F(SignalTest, MissingFileAndZeroStepsAreRefused) {
   EXPECT_TRUE(LogHas("Error! Incorrect time tact dt=0 specified!"));
   EXPECT_EQ(m_calc.m_Signal.Generate(0.001, 0.0, t0), -100);
   EXPECT_EQ(m_calc.m_Signal.m_pSignal, nullptr) << "refused before any allocation";
+  // A step far too fine for the wavelet is refused, not allocated.
+  m_calc.m_Signal.m_fFrequency = 1;
+  EXPECT_EQ(m_calc.m_Signal.Generate(1e-9, 10, t0), -105);
+  EXPECT_EQ(m_calc.m_Signal.m_pSignal, nullptr);
   m_calc.m_Signal.m_strFile = "nothere.sgy";
   EXPECT_EQ(m_calc.m_Signal.Generate(0.001, 10, t0), -3);
   EXPECT_TRUE(LogHas("Error! Unable to open file nothere.sgy containing signal shape."));
