@@ -1,6 +1,7 @@
 // Host backend: memory plan, allocation, release and the read-out of fields.
 #include "Calc3D_OMP.h"
 
+#include <sys/sysinfo.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -95,6 +96,14 @@ void CCalc3D_OMP::SetPmlCounts() {
   m_nPmlCountZ = (size_t)m_nNx * m_nNy * m_nPML;
 }
 
+// Physical memory plus swap, in MB.
+static double MachineMemoryMB() {
+  struct sysinfo si;
+  if (sysinfo(&si) != 0)
+    return 1e300;
+  return ((double)si.totalram + (double)si.totalswap) * si.mem_unit / 1048576.0;
+}
+
 int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
   if (!bEstimate)
     FreeMemory(true, true, true, true, true);
@@ -184,6 +193,12 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
     u_Warning("Warning! Not enough memory the on computer. Requested %g MB, but only %g MB is "
               "available.\n",
               R, fAvail);
+  // Zeroing grids larger than the machine's memory and swap together would
+  // only end in the kernel's out-of-memory killer: fail as an allocation does.
+  if (R > MachineMemoryMB()) {
+    u_Error("Error! Not enough memory. Please, try to increase spatial steps.\n");
+    return CALC_NO_MEMORY;
+  }
 
   int nSlot = 0;
   try {
