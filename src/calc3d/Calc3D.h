@@ -152,6 +152,11 @@ public:
   // The velocity or the stress half-step of the task's method over a box.
   int PropagateVelocity(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
   int PropagateStress(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
+  // Reports a failed half-step i (the instability warning or an error) and
+  // passes its result on.
+  int ReportStepFailure(int nRes, int i);
+  // The progress line after step i of n.
+  void ReportStepProgress(int i, int n);
   static int MergeDistributedCube(CKelvoApp* pApp, const CCubeN& box, int* pnOut, float* pLocal, float** ppMerged);
 
   // ---- Model building ------------------------------------------------

@@ -87,6 +87,24 @@ int CCalc3D::PropagateStress(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX
   }
 }
 
+int CCalc3D::ReportStepFailure(int nRes, int i) {
+  if (nRes == CALC_UNSTABLE)
+    u_Warning("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please "
+              "decrease dt.\n");
+  else
+    u_Error("Error! Unable to calculate simulation step %d.\n", i);
+  return nRes;
+}
+
+void CCalc3D::ReportStepProgress(int i, int n) {
+  const int nFirst = m_pApp ? m_pApp->m_nFirstPoint : m_nShot;
+  const int nLast = m_pApp ? m_pApp->m_nLastPoint : m_nShot;
+  const float fShots = (float)(nLast - nFirst + 1);
+  const float p = (float)(i + 1) / n;
+  const int overall = (int)(((m_nShot - nFirst) / fShots + p / fShots) * 100);
+  u_Percent((int)(100 * p), overall, m_nShot, nLast);
+}
+
 int CCalc3D::Calculate() {
   if (LoadModel() != 0) {
     u_Error("Error! Unable to initialize and/or load model to device memory.\n");
@@ -108,9 +126,6 @@ int CCalc3D::CalculateShared() {
   double fRecNext = m_pApp ? m_pApp->m_t0 : 0.0;
   const int n = (int)((m_fT1 - m_fT0) / m_fDt) + 1;
   const int s = m_nStart;
-  const int nFirst = m_pApp ? m_pApp->m_nFirstPoint : m_nShot;
-  const int nLast = m_pApp ? m_pApp->m_nLastPoint : m_nShot;
-  const float fShots = (float)(nLast - nFirst + 1);
   Init3DSnapshots();
 
   for (int i = 0; i < n; i++) {
@@ -137,14 +152,8 @@ int CCalc3D::CalculateShared() {
       nRes = PropagateStress(nZ0, nY0, nX0, nZ1, nY1, nX1);
     m_fTime += m_fDt;
 
-    if (nRes != 0) {
-      if (nRes == CALC_UNSTABLE)
-        u_Warning("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please "
-                  "decrease dt.\n");
-      else
-        u_Error("Error! Unable to calculate simulation step %d.\n", i);
-      return nRes;
-    }
+    if (nRes != 0)
+      return ReportStepFailure(nRes, i);
 
     if (m_nTimeFieldType != 0 && i % 5 == 0) {
       const int nTf = PropagateTimeField();
@@ -175,10 +184,7 @@ int CCalc3D::CalculateShared() {
     if (nSnap3D != 0)
       return nSnap3D;
 
-    const float p = (float)(i + 1) / n;
-    const int pct = (int)(100 * p);
-    const int overall = (int)(((m_nShot - nFirst) / fShots + p / fShots) * 100);
-    u_Percent(pct, overall, m_nShot, nLast);
+    ReportStepProgress(i, n);
   }
   return 0;
 }

@@ -92,9 +92,6 @@ int CCalc3D::CalculateDistributed() {
   const int nNode = m_pApp ? m_pApp->m_nNode : g_nNode;
   const double fRecDt = m_pApp ? m_pApp->m_dt : 0.0;
   double fRecNext = m_pApp ? m_pApp->m_t0 : 0.0;
-  const int nFirstShot = m_pApp ? m_pApp->m_nFirstPoint : m_nShot;
-  const int nLastShot = m_pApp ? m_pApp->m_nLastPoint : m_nShot;
-  const float fShots = (float)(nLastShot - nFirstShot + 1);
   const int n = (int)((m_fT1 - m_fT0) / m_fDt) + 1;
   const int nStressFields = nMethod > METHOD_ACOUSTIC ? 6 : 1;
   Init3DSnapshots();
@@ -158,12 +155,7 @@ int CCalc3D::CalculateDistributed() {
     m_fTime += m_fDt;
 
     if (nRes != 0) {
-      if (nRes == CALC_UNSTABLE)
-        u_Warning("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please "
-                  "decrease dt.\n");
-      else
-        u_Error("Error! Unable to calculate simulation step %d.\n", i);
-      rcLoop = nRes;
+      rcLoop = ReportStepFailure(nRes, i);
       break;
     }
 
@@ -203,10 +195,7 @@ int CCalc3D::CalculateDistributed() {
       break;
     }
 
-    const float p = (float)(i + 1) / n;
-    const int pct = (int)(100 * p);
-    const int overall = (int)(((m_nShot - nFirstShot) / fShots + p / fShots) * 100);
-    u_Percent(pct, overall, m_nShot, nLastShot);
+    ReportStepProgress(i, n);
   }
 
   if (rcLoop == 0) {
