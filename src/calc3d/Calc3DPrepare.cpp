@@ -66,18 +66,16 @@ int CCalc3D::PrepareSource(int nShot, CSurvey3D& survey, bool bQuiet) {
       return CALC_NO_FILE;
     }
     const CRectR rc = sds.GetXYRect(0, CPointR(UNSET_VALUE, UNSET_VALUE));
-    if (m_cubeModel.x0 == UNSET_VALUE)
-      m_cubeModel.x0 = rc.x0;
-    if (m_cubeModel.x1 == UNSET_VALUE)
-      m_cubeModel.x1 = rc.x1;
-    if (m_cubeModel.y0 == UNSET_VALUE)
-      m_cubeModel.y0 = rc.y0;
-    if (m_cubeModel.y1 == UNSET_VALUE)
-      m_cubeModel.y1 = rc.y1;
-    if (m_cubeModel.z0 == UNSET_VALUE)
-      m_cubeModel.z0 = sds.m_rT0;
-    if (m_cubeModel.z1 == UNSET_VALUE)
-      m_cubeModel.z1 = sds.m_rT1;
+    auto fill = [](double& v, double from) {
+      if (v == UNSET_VALUE)
+        v = from;
+    };
+    fill(m_cubeModel.x0, rc.x0);
+    fill(m_cubeModel.x1, rc.x1);
+    fill(m_cubeModel.y0, rc.y0);
+    fill(m_cubeModel.y1, rc.y1);
+    fill(m_cubeModel.z0, sds.m_rT0);
+    fill(m_cubeModel.z1, sds.m_rT1);
   }
 
   m_cubeSurvey.z0 = std::min(m_cubeSurvey.z0, m_cubeModel.z0);
