@@ -1,6 +1,5 @@
-// A private temporary directory for the files of one test, removed with its
-// contents; it can also be the working directory while it lives (the process
-// log, Kelvo-0.log, then lands there too).
+// A temporary directory for the files of one test, removed with its contents;
+// optionally the working directory while it lives (Kelvo-0.log lands there).
 #pragma once
 
 #include <gtest/gtest.h>
@@ -61,8 +60,7 @@ private:
   std::string m_strRoot, m_strOld;
 };
 
-// A test that runs inside its own scratch directory and reads the log the
-// process writes there.
+// A test run inside its own scratch directory, reading the log written there.
 class ScratchDirTest : public ::testing::Test {
 protected:
   std::string Path(const std::string& name) const { return m_dir.Path(name); }

@@ -17,7 +17,6 @@ struct STestTrace {
   int16_t scalco = 1, scalel = 1;
   int16_t traceId = 1;
   int32_t fieldRecord = 0, traceNo = 0, energySource = 0;
-  int16_t nsOwn = -1; // samples field of the trace header; -1 takes the file's
   std::vector<float> samples;
 };
 
@@ -57,7 +56,7 @@ inline bool segyio_write(const std::string& path, int format, bool lsb, int ns, 
     segy_set_field(th, SEGY_TR_SOURCE_Y, t.sy);
     segy_set_field(th, SEGY_TR_GROUP_X, t.gx);
     segy_set_field(th, SEGY_TR_GROUP_Y, t.gy);
-    segy_set_field(th, SEGY_TR_SAMPLE_COUNT, t.nsOwn >= 0 ? t.nsOwn : ns);
+    segy_set_field(th, SEGY_TR_SAMPLE_COUNT, ns);
     segy_set_field(th, SEGY_TR_SAMPLE_INTER, dtMicro);
     ok = segy_write_traceheader(fp, (int)i, th, trace0, bsize) == SEGY_OK;
     // Samples are handed to segyio big-endian; it reverses them for LSB files.
@@ -105,8 +104,7 @@ struct CSegyTestFile {
 #ifdef KELVO_HAVE_SEGYIO
     segy_get_field(m_vHeaders[nTrace].data(), nField, &v);
 #else
-    (void)nTrace;
-    (void)nField;
+    (void)nTrace, (void)nField;
 #endif
     return v;
   }

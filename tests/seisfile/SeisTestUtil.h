@@ -21,4 +21,3 @@ inline void write_file(const std::string& path, const std::vector<unsigned char>
 inline int32_t be32(const unsigned char* p) {
   return (int32_t)(((uint32_t)p[0] << 24) | ((uint32_t)p[1] << 16) | ((uint32_t)p[2] << 8) | p[3]);
 }
-inline int16_t be16(const unsigned char* p) { return (int16_t)(((unsigned)p[0] << 8) | p[1]); }
