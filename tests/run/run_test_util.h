@@ -7,46 +7,38 @@
 #include <cstdio>
 #include <string>
 
-#include "seisfile/ScratchDir.h"
+#include "../seisfile/ScratchDir.h"
 
 inline void WriteFile(const std::string& path, const std::string& text) { write_text(path, text); }
-inline std::string ReadFile(const std::string& path) { return read_text(path); }
 
-// Redirects standard output into a file for the lifetime of the object.
+// Redirects standard output into a file until Text() is called.
 class CaptureStdout {
 public:
-  CaptureStdout() {
+  CaptureStdout() : m_file(tmpfile()) {
     fflush(stdout);
-    m_file = tmpfile();
     m_saved = dup(1);
     dup2(fileno(m_file), 1);
   }
   ~CaptureStdout() {
-    Restore();
-    if (m_file)
-      fclose(m_file);
+    Text();
+    fclose(m_file);
   }
   std::string Text() {
-    Restore();
-    std::string s;
-    rewind(m_file);
-    char buf[4096];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof(buf), m_file)) > 0)
-      s.append(buf, n);
-    return s;
-  }
-
-private:
-  void Restore() {
     if (m_saved >= 0) {
       fflush(stdout);
       dup2(m_saved, 1);
       close(m_saved);
       m_saved = -1;
     }
+    std::string s;
+    rewind(m_file);
+    for (int c; (c = fgetc(m_file)) != EOF;)
+      s += (char)c;
+    return s;
   }
-  FILE* m_file = nullptr;
+
+private:
+  FILE* m_file;
   int m_saved = -1;
 };
 
