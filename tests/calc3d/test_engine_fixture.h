@@ -30,8 +30,8 @@ struct Homogeneous {
   CKelvoApp app;
   CCalc3D_OMP calc;
 
-  // Allocates and builds the model. The P velocity can vary per point
-  // through vp(x, y, z) when given.
+  // Allocates and builds the model; vpAt(x, y, z), when given, sets the P
+  // velocity of each point.
   void Build(int nx, int ny, int nz, bool bPml, double h, double dt, double vp, double rho, double f = 20.0,
              float (*vpAt)(int, int, int) = nullptr) {
     app.m_nMethod = METHOD_ACOUSTIC;
@@ -106,7 +106,6 @@ struct Homogeneous {
     calc.AllocateMemorySeismogram();
   }
 
-  // Runs the time loop; the result of the loop.
   int Run() {
     calc.m_fTime = calc.m_fT0;
     calc.LoadModel();

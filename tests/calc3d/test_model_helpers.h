@@ -15,9 +15,6 @@
 // A backend with model cubes only: enough to prepare shots and build models.
 class CModelOnlyCalc3D : public CCalc3D {
 public:
-  bool m_bWithQ = false;
-  bool m_bWithAnis = false;
-
   ~CModelOnlyCalc3D() override { FreeMemory(true, true, true, true, true); }
 
   int AllocateMemory(bool bEstimate, bool) override {
@@ -29,24 +26,13 @@ public:
     m_pB = new float[n]();
     if (GetMethod() > METHOD_ACOUSTIC)
       m_pMu = new float[n]();
-    if (m_bWithQ)
-      m_pQ = new float[n]();
-    if (m_bWithAnis) {
-      m_pAnisEps = new float[n]();
-      m_pAnisDelta = new float[n]();
-      m_pAnisGamma = new float[n]();
-      m_pAnisAlpha = new float[n]();
-      m_pAnisPhi = new float[n]();
-    }
     return 0;
   }
   int AllocateMemorySeismogram() override { return 0; }
   int FreeMemory(bool bModel, bool, bool, bool, bool) override {
-    if (bModel) {
-      for (float** pp :
-           {&m_pK, &m_pB, &m_pMu, &m_pQ, &m_pAnisEps, &m_pAnisDelta, &m_pAnisGamma, &m_pAnisAlpha, &m_pAnisPhi})
+    if (bModel)
+      for (float** pp : {&m_pK, &m_pB, &m_pMu})
         FreeArray(*pp);
-    }
     return 0;
   }
   int LoadModel() override { return 0; }
@@ -97,13 +83,6 @@ protected:
   void TearDown() override { m_calc.FreeMemory(true, true, true, true, true); }
 
   static std::string WriteFile(const std::string& name, const std::string& text) { return write_text(name, text); }
-  size_t LogCount(const std::string& s) const {
-    const std::string log = Log();
-    size_t n = 0;
-    for (size_t p = log.find(s); p != std::string::npos; p = log.find(s, p + 1))
-      n++;
-    return n;
-  }
 
   CKelvoApp m_app;
   CModelOnlyCalc3D m_calc;

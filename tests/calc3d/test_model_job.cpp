@@ -7,8 +7,8 @@
 
 namespace {
 
-// Runs the program in the current directory; returns its exit status (or
-// -1 when it did not exit normally, e.g. on a crash) and its console text.
+// Runs the program in the current directory: its exit status (-1 on a
+// crash) and its console text.
 int RunKelvo(std::string& out, const std::string& args = "") {
   const std::string cmd = std::string("OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 ") + KELVO_BINARY +
                           " " + args + " > console.txt 2>&1";
@@ -91,7 +91,6 @@ TEST_F(ModelJobTest, MissingModelFileStopsCleanly) {
   WriteFile("runtask.ini", szTask);
   std::string out;
   const int rc = RunKelvo(out);
-  // The run's error number is the exit status; -1 would be a crash.
   EXPECT_NE(rc, 0) << out;
   EXPECT_NE(rc, -1) << out;
   EXPECT_NE(out.find("Error! Unable to open model file 'nomodel.sgy'."), std::string::npos) << out;

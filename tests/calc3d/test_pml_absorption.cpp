@@ -1,6 +1,6 @@
-// The absorbing boundary: coefficient profile, slab layout, and the level of
-// the echoes from the sides, the bottom and the corners against a grid too
-// large for any echo to arrive in the record.
+// The absorbing boundary: the level of the echoes from the sides, the bottom
+// and the corners against a grid too large for any echo to arrive in the
+// record, and the coefficients of each slab entry.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -82,39 +82,6 @@ TEST(PmlAbsorption, EchoesStayBelowOnePercentOfTheDirectWave) {
   }
 }
 
-TEST(PmlAbsorption, ProfileOfTheLayers) {
-  const double h = 10, dt = 0.001, f = 20;
-  const int N = 21;
-  float a, b;
-  // In void the layer only delays: a = 0 and b from alpha alone; the
-  // innermost layer of set A has q = 2/N, so alpha = (1.1 - 2/21) pi f.
-  fd::PmlProfile(0.0, N - 1, N, false, h, dt, f, a, b);
-  EXPECT_EQ(a, 0.0f);
-  EXPECT_NEAR(b, std::exp(-(1.1 - 2.0 / 21) * M_PI * f * dt), 1e-7);
-  EXPECT_NEAR((1.1 - 2.0 / 21) * M_PI * f, 63.1, 0.1);
-  // Damping grows outward: |a| rises from the inner layers to the outer,
-  // and the outermost layer decays fastest; set B, half a layer further in
-  // than set A, damps less.
-  float aPrev = 0, bInner = 0, bOuter = 0;
-  for (int i = N - 1; i >= 0; i--) {
-    fd::PmlProfile(3000.0, i, N, false, h, dt, f, a, b);
-    EXPECT_LT(a, aPrev) << i; // a is negative
-    aPrev = a;
-    if (i == N - 1)
-      bInner = b;
-    if (i == 0)
-      bOuter = b;
-    float aB, bB;
-    fd::PmlProfile(3000.0, i, N, true, h, dt, f, aB, bB);
-    EXPECT_GT(aB, a) << i;
-  }
-  EXPECT_LT(bOuter, bInner);
-  // A zero derivative leaves a zero memory at zero.
-  float m = 0;
-  EXPECT_EQ(fd::PmlCorrect(0.0f, m, a, b), 0.0f);
-  EXPECT_EQ(m, 0.0f);
-}
-
 TEST(PmlAbsorption, SlabsTakeTheVelocityOfTheirOwnPoint) {
   // A velocity that differs at every point: each slab entry must hold the
   // profile of the velocity at the point it stands for.
@@ -151,30 +118,5 @@ TEST(PmlAbsorption, SlabsTakeTheVelocityOfTheirOwnPoint) {
     expectEntry(g.calc.m_pPmlCoefY, fd::PmlSlabY(z, x, i, nx, N), true, i, vp(x, ny - s - 1 - i, z));
     expectEntry(g.calc.m_pPmlCoefZ, fd::PmlSlabZ(y, x, i, nx, ny), false, i, vp(x, y, s + i));
     expectEntry(g.calc.m_pPmlCoefZ, fd::PmlSlabZ(y, x, i, nx, ny), true, i, vp(x, y, nz - s - 1 - i));
-  }
-}
-
-TEST(PmlAbsorption, DepthSlabFillsOnlyTheLayersItHolds) {
-  // Planes 40 .. 69 of a grid of 72: only the bottom layers that fall on
-  // this process are filled, counted from the bottom of the whole grid.
-  CCalc3D_OMP c;
-  const int N = 21, s = 2, nx = 50, ny = 50, nz = 30, nzAll = 72, z0 = 40;
-  c.m_nNx = nx, c.m_nNy = ny, c.m_nNz = nz, c.m_nNzAll = nzAll, c.m_nZ0 = z0, c.m_nZ1 = z0 + nz - 1;
-  c.m_nFrame = 26, c.m_nPML = N, c.m_nStart = s;
-  c.m_fH = 10, c.m_fDt = 0.001, c.m_Signal.m_fFrequency = 20;
-  ASSERT_EQ(0, c.AllocateMemory(false, true));
-  for (size_t i = 0; i < c.GetCubeSize(); i++)
-    c.m_pK[i] = 1000.0f + (float)(i / (nx * ny)); // velocity by local plane
-  c.InitPMLProfile();
-  // The top layers are not ours: untouched (zero).
-  for (size_t e = 0; e < c.m_nPmlCountZ; e++)
-    ASSERT_EQ(c.m_pPmlCoefZ[fd::PML_B_LOW_A][e], 0.0f);
-  // Bottom layer i belongs to global plane nzAll - s - 1 - i.
-  const int i0 = nzAll - c.m_nZ1 - 1;
-  for (int i = i0; i < N; i++) {
-    const int g = nzAll - s - 1 - i, zl = g - z0;
-    float a, b;
-    fd::PmlProfile(1000.0 + zl, i, N, false, 10, 0.001, 20, a, b);
-    ASSERT_EQ(c.m_pPmlCoefZ[fd::PML_B_HIGH_A][fd::PmlSlabZ(5, 6, i, nx, ny)], b) << i;
   }
 }
