@@ -16,7 +16,7 @@ check_bad_job() { # name task-text ('' for no file) message...
 
 HEAD='[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = 3D Acoustic\n'
 SURVEY='[Survey]\nt0 = 0\nt1 = 1\ndt = 0.004\n[Source]\nFrequency = 20\n'
-check_bad_job empty '' "The job specification file 'runtask.ini' is not read!" "The computation is stopped."
+check_bad_job empty '' "file 'runtask.ini' is not read!" "The computation is stopped."
 check_bad_job tasktype '[TASK]\ntaskType = modelling\n' \
   "taskType 'modelling' is wrong, expected either 'modeling' or 'merge'"
 check_bad_job method '[TASK]\ntaskType = modeling\n[modeling]\nRun Computation = 2D Acoustic\n' \
