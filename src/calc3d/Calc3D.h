@@ -130,6 +130,8 @@ public:
   // ---- Shot preparation ----------------------------------------------
   int PrepareSource(int nShot, CSurvey3D& survey, bool bQuiet);
   int ValidateCommon();
+  // Refuses a gather sample interval that the time step cannot record.
+  int ValidateRecordStep();
   int ValidateSurveyGeometryShared();
   int ValidateSurveyGeometryDistributed();
   size_t GetPtShift(const C3DPointR& pt);
@@ -152,6 +154,9 @@ public:
   // The velocity or the stress half-step of the task's method over a box.
   int PropagateVelocity(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
   int PropagateStress(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
+  // Records the gather rows whose time (fRecNext on) has come by m_fTime,
+  // after step i (-1 before the first); 0 or the recording's failure.
+  int RecordDueRows(double& fRecNext, int i);
   // Reports a failed half-step i (the instability warning or an error) and
   // passes its result on.
   int ReportStepFailure(int nRes, int i);
@@ -175,6 +180,12 @@ public:
   void ConvertIsotropic();
   int ConvertAnisotropic();
   int InitPMLProfile();
+  // Refuses a time step above the stability limit for the largest P velocity
+  // of the shot's grid (of the whole group under decomposition): -150.
+  int CheckCourant();
+  // Largest stable Courant number v dt / h of the scheme.
+  static double CourantLimit();
+  float GroupMaxVp();
 
   // ---- Results ---------------------------------------------------------
   int SaveResults();

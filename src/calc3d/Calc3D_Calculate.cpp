@@ -87,6 +87,23 @@ int CCalc3D::PropagateStress(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX
   }
 }
 
+int CCalc3D::RecordDueRows(double& fRecNext, int i) {
+  const double fRecDt = m_pApp ? m_pApp->m_dt : 0.0;
+  if (m_vRcvIdx.empty() || fRecDt <= 0)
+    return 0;
+  // A record that starts before the time loop takes zero rows until the loop
+  // reaches it: the field is zero before the source starts.
+  while (fRecNext <= m_fTime && m_nSeisStep < m_nSeisLen) {
+    const int nRec = RecordSeismogram();
+    if (nRec != 0) {
+      u_Error("Error! Unable to record seismogram on simulation step %d.\n", i);
+      return nRec;
+    }
+    fRecNext += fRecDt;
+  }
+  return 0;
+}
+
 int CCalc3D::ReportStepFailure(int nRes, int i) {
   if (nRes == CALC_UNSTABLE)
     u_Warning("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please "
@@ -122,11 +139,12 @@ int CCalc3D::Calculate() {
 
 int CCalc3D::CalculateShared() {
   const int nMethod = GetMethod();
-  const double fRecDt = m_pApp ? m_pApp->m_dt : 0.0;
   double fRecNext = m_pApp ? m_pApp->m_t0 : 0.0;
   const int n = (int)((m_fT1 - m_fT0) / m_fDt) + 1;
   const int s = m_nStart;
   Init3DSnapshots();
+  if (RecordDueRows(fRecNext, -1) != 0)
+    return -1;
 
   for (int i = 0; i < n; i++) {
     if (TerminateRequested()) {
@@ -163,14 +181,9 @@ int CCalc3D::CalculateShared() {
       }
     }
 
-    if (fRecNext <= m_fTime) {
-      const int nRec = RecordSeismogram();
-      fRecNext += fRecDt;
-      if (nRec != 0) {
-        u_Error("Error! Unable to record seismogram on simulation step %d.\n", i);
-        return nRec;
-      }
-    }
+    const int nRec = RecordDueRows(fRecNext, i);
+    if (nRec != 0)
+      return nRec;
 
     if (m_nSnapEvery > 0 && (m_nShot - 1) % m_nSnapEvery == 0 && m_fSnapNext <= m_fTime) {
       const double k = CSdsPC::COOR_SCALER < 0 ? 1.0 : 10.0;

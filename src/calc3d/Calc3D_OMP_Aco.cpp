@@ -172,10 +172,10 @@ std::vector<float> MakeDampTables(const AcoCtx& c) {
   return t;
 }
 
-// The NaN probe of the pressure step: one point in the middle of each row.
+// The divergence probe of the pressure step: one point in the middle of each row.
 inline bool RowIsNaN(const AcoCtx& c, int z, int y, int x0, int x1) {
   const int xm = x0 + (x1 - x0) / 2;
-  return fd::IsNaNBits(c.p[((size_t)z * c.ny + y) * c.nx + xm]);
+  return fd::IsDivergedBits(c.p[((size_t)z * c.ny + y) * c.nx + xm]);
 }
 
 namespace base {

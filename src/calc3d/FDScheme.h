@@ -46,16 +46,18 @@ FD_HD inline float PmlCorrect(float d, float& m, float a, float b) {
   return d + m;
 }
 
-// NaN by its bits: exponent all ones and a non-zero mantissa. Infinities do not
-// count. Written on the bits so that -ffast-math cannot remove the test.
-FD_HD inline bool IsNaNBits(float v) {
+// A diverged value by its bits: NaN, an infinity, or a magnitude of 1e20 or
+// more, which no stable run reaches (a short record of an unstable scheme
+// ends in huge amplitudes before any NaN). Written on the bits so that
+// -ffast-math cannot remove the test.
+FD_HD inline bool IsDivergedBits(float v) {
   uint32_t u;
 #if defined(__CUDA_ARCH__)
   u = __float_as_uint(v);
 #else
   std::memcpy(&u, &v, sizeof(u));
 #endif
-  return (u & 0x7f800000u) == 0x7f800000u && (u & 0x007fffffu) != 0;
+  return (u & 0x7fffffffu) >= 0x60ad78ecu; // |v| >= 1e20f, infinities and NaN included
 }
 
 // Distance in cells of a point to the nearest outer face of the whole grid;

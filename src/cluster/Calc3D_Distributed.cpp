@@ -90,7 +90,6 @@ int CCalc3D::CalculateDistributed() {
   const bool bFirst = nRank == 0;
   const bool bLast = nRank == GetGroupSize() - 1;
   const int nNode = m_pApp ? m_pApp->m_nNode : g_nNode;
-  const double fRecDt = m_pApp ? m_pApp->m_dt : 0.0;
   double fRecNext = m_pApp ? m_pApp->m_t0 : 0.0;
   const int n = (int)((m_fT1 - m_fT0) / m_fDt) + 1;
   const int nStressFields = nMethod > METHOD_ACOUSTIC ? 6 : 1;
@@ -106,7 +105,7 @@ int CCalc3D::CalculateDistributed() {
   const int nInnerZ0 = bFirst ? s : 2 * s;
   const int nInnerZ1 = bLast ? Nz - s - 1 : Nz - 2 * s - 1;
 
-  int rcLoop = 0;
+  int rcLoop = RecordDueRows(fRecNext, -1);
   for (int i = 0; i < n && rcLoop == 0; i++) {
     // x and y bounds: the region the wave can have reached, as in the shared loop.
     int nY0 = s, nY1 = m_nNy - s - 1;
@@ -168,15 +167,8 @@ int CCalc3D::CalculateDistributed() {
       }
     }
 
-    if (fRecNext <= m_fTime && !m_vRcvIdx.empty()) {
-      const int nRec = RecordSeismogram();
-      if (nRec != 0) {
-        u_Error("Error! Unable to record seismogram on simulation step %d.\n", i);
-        rcLoop = nRec;
-        break;
-      }
-      fRecNext += fRecDt;
-    }
+    if ((rcLoop = RecordDueRows(fRecNext, i)) != 0)
+      break;
 
     if (m_nSnapEvery > 0 && (m_nShot - 1) % m_nSnapEvery == 0 && m_fSnapNext <= m_fTime) {
       const int nSnap = AppendZpl2DSnapshot(GetFileName(FILE_SNAP2D, ' ', false, false, 0), 'X', "ZXYC", 15.0, false);

@@ -16,6 +16,13 @@ enum { TAG_JOB_SHOT = 30, TAG_JOB_DONE = 31, TAG_JOB_PLACE = 32 };
 
 static void send_int(int nValue, int nDest, int nTag) { MPI_Send(&nValue, 1, MPI_INT, nDest, nTag, MPI_COMM_MT); }
 
+// A finished job: the shot number (or -1 / -1000 for a failure) and the
+// outcome of RunShot, so that the master can list skipped shots.
+static void send_done(int nShot, int nOutcome) {
+  int done[2] = {nShot, nOutcome};
+  MPI_Send(done, 2, MPI_INT, 0, TAG_JOB_DONE, MPI_COMM_MT);
+}
+
 static void send_place(int nSize, int nRank, int nDest) {
   int place[2] = {nSize, nRank};
   MPI_Send(place, 2, MPI_INT, nDest, TAG_JOB_PLACE, MPI_COMM_MT);
@@ -129,10 +136,11 @@ int CKelvoApp::MPI_RunMaster() {
   // Whoever reports gets the next shot, or the stop.
   int nFinished = 0;
   while (nBusy > 0) {
-    int nValue = 0;
+    int done[2] = {0, 0};
     MPI_Status st;
-    MPI_Recv(&nValue, 1, MPI_INT, MPI_ANY_SOURCE, TAG_JOB_DONE, MPI_COMM_MT, &st);
+    MPI_Recv(done, 2, MPI_INT, MPI_ANY_SOURCE, TAG_JOB_DONE, MPI_COMM_MT, &st);
     const int nSource = st.MPI_SOURCE;
+    int nValue = done[0];
     if (nValue < 0) {
       // Failure: drain the other groups.
       u_Error("Error occurred on node %d! Simulation failed!\n", nSource);
@@ -140,8 +148,8 @@ int CKelvoApp::MPI_RunMaster() {
         return -1000;
       nBusy--;
       while (nBusy > 0) {
-        MPI_Recv(&nValue, 1, MPI_INT, MPI_ANY_SOURCE, TAG_JOB_DONE, MPI_COMM_MT, &st);
-        if (nValue < 0)
+        MPI_Recv(done, 2, MPI_INT, MPI_ANY_SOURCE, TAG_JOB_DONE, MPI_COMM_MT, &st);
+        if (done[0] < 0)
           u_Error("Also an error occurred on process %d! Simulation failed!\n", st.MPI_SOURCE);
         else
           send_int(-1, st.MPI_SOURCE, TAG_JOB_SHOT);
@@ -149,6 +157,8 @@ int CKelvoApp::MPI_RunMaster() {
       }
       return -2;
     }
+    if (done[1] <= 0)
+      m_Tally.Note(nValue, done[1]);
     nFinished++;
     if (m_bDebug)
       u_Print("%d of %d jobs!\n", nFinished, nJobs);
@@ -194,16 +204,16 @@ int CKelvoApp::MPI_RunSlave() {
     const int rc = RunShot(nShot);
     if (rc != 0) {
       if (!bGroup) {
-        send_int(-1, 0, TAG_JOB_DONE);
+        send_done(-1, 0);
       } else {
         // The other members would wait for ever on this one: the whole run must stop.
         if (m_bDebug)
           u_Print("DEBUG: Run3DShot returned %d.\n", rc);
-        send_int(-1000, 0, TAG_JOB_DONE);
+        send_done(-1000, 0);
       }
       return -1;
     }
     if (m_nGroupRank == 0)
-      send_int(nShot, 0, TAG_JOB_DONE);
+      send_done(nShot, m_nShotOutcome);
   }
 }

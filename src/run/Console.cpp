@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <sys/sysinfo.h>
@@ -20,9 +21,15 @@ static const char* s_lastTitle = nullptr;
 static const char MARKER[] = "$%<>%$";
 static const int LINE_WIDTH = 71;
 
+// Colours only on a terminal of our own. Under an MPI launcher the standard
+// output of a process may be a pseudo-terminal of the launcher whatever the
+// launcher's own output is (a file, a pipe), so a launched process never
+// colours; nor does one asked not to by NO_COLOR.
 static bool IsTerminal() {
-  if (g_IsTerminal < 0)
-    g_IsTerminal = isatty(fileno(stdout)) ? 1 : 0;
+  if (g_IsTerminal < 0) {
+    const bool bLaunched = getenv("OMPI_COMM_WORLD_SIZE") || getenv("PMIX_RANK") || getenv("PMI_RANK");
+    g_IsTerminal = isatty(fileno(stdout)) && !bLaunched && !getenv("NO_COLOR") ? 1 : 0;
+  }
   return g_IsTerminal == 1;
 }
 

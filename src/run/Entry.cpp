@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,12 +28,41 @@ void entry_set_fp_state() {
 #endif
 }
 
-void entry_parse_shots(int argc, char** argv, int& nFirst, int& nLast) {
+// A shot number of the command line: digits only, 0 or more.
+static bool parse_shot_number(const char* sz, int& nValue) {
+  if (!sz || !*sz)
+    return false;
+  char* pEnd = nullptr;
+  errno = 0;
+  const long n = strtol(sz, &pEnd, 10);
+  if (*pEnd != 0 || errno != 0 || n < 0 || n > INT_MAX)
+    return false;
+  nValue = (int)n;
+  return true;
+}
+
+int entry_parse_shots(int argc, char** argv, int& nFirst, int& nLast, CString& strMessage) {
   nFirst = nLast = 0;
-  if (argc >= 4) {
-    nFirst = atoi(argv[2]);
-    nLast = atoi(argv[3]);
+  strMessage.Empty();
+  if (argc == 3) {
+    strMessage.Format("Warning! A shot range needs two numbers ('kelvo x FIRST LAST'): '%s' is ignored and all shot "
+                      "points are computed.\n",
+                      argv[2]);
+    return 1;
   }
+  if (argc < 4)
+    return 0;
+  for (int i = 2; i <= 3; i++) {
+    int& n = i == 2 ? nFirst : nLast;
+    if (!parse_shot_number(argv[i], n)) {
+      strMessage.Format("Error! Incorrect shot point number '%s' on the command line: the shot range is 'kelvo x "
+                        "FIRST LAST' with whole numbers of 1 or more.\n",
+                        argv[i]);
+      nFirst = nLast = 0;
+      return -1;
+    }
+  }
+  return 0;
 }
 
 // Idle loop of a Passive process: waits for the end of the run (tag 40) or
@@ -63,7 +94,8 @@ int kelvo_main(int argc, char** argv) {
     return 1;
 
   int nFirst = 0, nLast = 0;
-  entry_parse_shots(argc, argv, nFirst, nLast);
+  CString strRange;
+  const int nRange = entry_parse_shots(argc, argv, nFirst, nLast, strRange);
 
   MPI_Init(&argc, &argv);
   int nWorldRank = 0, nWorldSize = 0;
@@ -71,6 +103,19 @@ int kelvo_main(int argc, char** argv) {
   MPI_Comm_size(MPI_COMM_WORLD, &nWorldSize);
   if (nWorldSize == 0)
     return -2;
+  // Every process reads the same arguments; rank 0 alone speaks of them.
+  if (nWorldRank == 0 && nRange < 0)
+    u_Error("%s", strRange.c_str());
+  else if (nWorldRank == 0 && nRange > 0)
+    u_Warning("%s", strRange.c_str());
+  if (nRange < 0) {
+    if (nWorldRank == 0) {
+      printf("The program has finised with result %d.\n", -1);
+      fflush(stdout);
+    }
+    MPI_Finalize();
+    return -1;
+  }
 
   char szHost[80];
   memset(szHost, 0, sizeof(szHost));

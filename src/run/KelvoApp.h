@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "ShotTally.h"
 #include "common.h"
 #include "survey/Survey3D.h"
 
@@ -66,6 +67,8 @@ public:
   bool m_bMergeTask = false;
   int m_nMemoryLimit = 0;
   int m_nHostMemoryGB = 0, m_nGpuMemoryGB = 0;
+  CShotTally m_Tally;     // shots computed and skipped in this run (rank 0 of a cluster run)
+  int m_nShotOutcome = 0; // of the last RunShot: 0 done, 1 no such shot, else why it was skipped
 
   // Reads runtask.ini of the current directory (whatever szFile says). 0 on
   // success, 1 or -1 on a bad job file.

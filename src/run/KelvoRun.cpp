@@ -26,14 +26,24 @@ static void report_end(int rc, double fStart) {
 int CKelvoApp::RunShot(int nShot) {
   CCalc3D* pCalc = m_pCalc3D;
   m_nCurShot = nShot;
-  if (!pCalc->IsCalcNeeded(nShot))
+  m_nShotOutcome = 0;
+  if (!pCalc->IsCalcNeeded(nShot)) {
+    m_Tally.Note(nShot, 0);
     return 0;
+  }
   int rc = pCalc->GenerateSignal();
   if (rc != 0)
     return rc;
   rc = pCalc->PrepareSource(nShot, m_Survey, false);
-  if (rc == CALC_SHOT_OUTSIDE || rc == CALC_SHOT_SKIPPED)
+  if (rc == CALC_SHOT_SKIPPED) { // a number between two shot ids
+    m_nShotOutcome = 1;
     return 0;
+  }
+  if (rc == CALC_SHOT_OUTSIDE) {
+    m_nShotOutcome = rc;
+    m_Tally.Note(nShot, rc);
+    return 0;
+  }
   if (rc != 0)
     return rc;
   if ((rc = pCalc->InitDecomposition()) != 0)
@@ -52,11 +62,15 @@ int CKelvoApp::RunShot(int nShot) {
     return rc;
   if (m_bBigSeismogram)
     remove(GetBigSeisFileName());
+  m_Tally.Note(nShot, 0);
   return 0;
 }
 
 int CKelvoApp::SettleShotRange(int nMin, int nMax) {
   if (m_nFirstPoint == 0 || m_nLastPoint == 0) {
+    if (m_nFirstPoint != 0 || m_nLastPoint != 0)
+      u_Warning("Warning! Shot range %d..%d is left open by its 0: all shot points %d..%d are computed.\n",
+                m_nFirstPoint, m_nLastPoint, nMin, nMax);
     m_nFirstPoint = nMin;
     m_nLastPoint = nMax;
   } else {
@@ -66,8 +80,12 @@ int CKelvoApp::SettleShotRange(int nMin, int nMax) {
       u_Print("The computation is stopped.\n");
       return -1;
     }
-    if (m_nLastPoint > nMax)
+    if (m_nLastPoint > nMax) {
+      u_Warning("Warning! Shot range %d..%d reaches beyond the last shot point of the survey (%d): shot points %d..%d "
+                "are computed.\n",
+                m_nFirstPoint, m_nLastPoint, nMax, m_nFirstPoint, nMax);
       m_nLastPoint = nMax;
+    }
   }
   if (m_nFirstPoint > m_nLastPoint) {
     u_Error("Error! Incorrect range of shot points specified (%d..%d). Real range is (%d..%d)\n", m_nFirstPoint,
@@ -198,6 +216,10 @@ int kelvo_run(int nFirst, int nLast) {
     }
     if (app.m_pCalc3D)
       app.m_pCalc3D->FreeMemory(true, true, true, true, true);
+    // A run that computed nothing has nothing to merge: merging would only
+    // leave empty files behind.
+    if (g_nNode == 0 && (rc = app.m_Tally.Report()) != 0)
+      return rc;
   }
   if (g_nNode == 0 && (app.m_bMerge || app.m_bMergeTask))
     rc = merge_phase(app);

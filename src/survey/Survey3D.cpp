@@ -164,6 +164,8 @@ int CSurvey3D::LoadSurvey(const char* szFile, bool bMomentTensors) {
 
   std::vector<C3DPointR> points;
   size_t nLastId = 0, nLastPt = 0;
+  std::set<int> sharedIds; // ids met at a second source point
+  const size_t kSharedIdsListed = 10;
   char szLine[SURVEY_LINE_CHARS + 2];
   CSurveyLine l;
   while (fgets(szLine, SURVEY_LINE_CHARS + 1, f.get())) {
@@ -171,9 +173,17 @@ int CSurvey3D::LoadSurvey(const char* szFile, bool bMomentTensors) {
       continue;
     if (!m_bShotsDefinedByCoordinates && l.id >= 0 && points.size() == m_vShotIds.size()) {
       // Every new point so far came with an id: this line is told by its id.
-      if (survey_FindId(m_vShotIds, l.id, nLastId) < 0) {
+      const int k = survey_FindId(m_vShotIds, l.id, nLastId);
+      if (k < 0) {
         points.push_back(l.src);
         m_vShotIds.push_back(l.id);
+      } else if (!m_bUseShotId && !survey_IsNear(points[k], l.src) && sharedIds.insert(l.id).second &&
+                 sharedIds.size() <= kSharedIdsListed) {
+        // Shots are numbered by their first source point, so the lines of
+        // the other point never take part.
+        u_Warning("Warning! Shot id %d of survey file '%s' is given to two source points, (%g, %g, %g) and (%g, %g, "
+                  "%g): with UseShotId off only the first is computed.\n",
+                  l.id, szFile, points[k].x, points[k].y, points[k].z, l.src.x, l.src.y, l.src.z);
       }
     } else if (survey_FindNear(points, l.src, nLastPt) < 0) {
       points.push_back(l.src);
@@ -182,6 +192,10 @@ int CSurvey3D::LoadSurvey(const char* szFile, bool bMomentTensors) {
     }
   }
   f.reset();
+  if (sharedIds.size() > kSharedIdsListed)
+    u_Warning("Warning! %d shot ids of survey file '%s' are given to more than one source point: only the first "
+              "point of each is computed.\n",
+              (int)sharedIds.size(), szFile);
 
   if (!m_vShotIds.empty() && m_vShotIds.size() != points.size()) {
     u_Warning("Inconsistent shot point id in survey geometry file '%s'. Shot point IDs will be "

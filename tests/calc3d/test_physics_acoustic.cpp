@@ -123,3 +123,12 @@ TEST(PhysicsAcoustic, UnstableTimeStepEndsTheShot) {
   // The loop stopped short of its end.
   EXPECT_LT(g.calc.m_fTime, g.calc.m_fT1);
 }
+
+TEST(PhysicsAcoustic, DivergenceProbeTakesInfinitiesAndHugeValues) {
+  // An unstable scheme on a short record ends in huge values or infinities
+  // before any NaN; values of a stable run stay far below 1e20.
+  for (float v : {std::nanf(""), INFINITY, -INFINITY, 1e20f, -3e25f})
+    EXPECT_TRUE(fd::IsDivergedBits(v)) << v;
+  for (float v : {0.0f, 1e19f, -5e5f, 1e-30f})
+    EXPECT_FALSE(fd::IsDivergedBits(v)) << v;
+}
