@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "calc3d/FDScheme.h"
 #include "test_engine_fixture.h"
 
 using engine_test::Homogeneous;
