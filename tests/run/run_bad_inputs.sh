@@ -110,5 +110,7 @@ if have_mpi; then
   expect_in "$D/out.txt" "{0}:   Shot Point #2: the shot lies outside the computation zone."
   expect_in "$D/out.txt" "{0}: Error! No shot point has been computed"
   no_gathers "$D"
+  # mpirun hands each process a pseudo-terminal even when its own output is a file.
+  grep -q $'\x1b' "$D/out.txt" && fail "all_outside_cluster: colour codes in a console written to a file"
 fi
 finish
