@@ -486,10 +486,23 @@ int CCalc3D::IsCalcNeeded(int nShot) {
   if (!m_pApp->m_bRecovery)
     return 1;
   m_nShot = nShot;
+  // A gather cut short by a kill or a full disk is not a finished shot.
+  CSdsPC sds;
   for (char c : {'X', 'Y', 'Z', 'C'}) {
     CString strName = GetFileName(FILE_GATHER, c, false, false, 0);
     if (access(strName, 4) != 0)
       return 1;
+    int nFound = 0, nExpected = 0;
+    if (!sds.IsSgyComplete(strName, nFound, nExpected)) {
+      if (nExpected < 0)
+        u_Warning("Warning! Shot Point #%d: file '%s' has no valid header - calculated again.\n", nShot,
+                  (const char*)strName);
+      else
+        u_Warning("Warning! Shot Point #%d: file '%s' is incomplete (%d whole traces of %d expected) - calculated "
+                  "again.\n",
+                  nShot, (const char*)strName, nFound, nExpected);
+      return 1;
+    }
   }
   u_Print("Shot Point #%d is already calculated - skipped.\n", nShot);
   return 0;

@@ -203,6 +203,16 @@ public:
   int GetTraceLenSDS(SGY_TRACEHEADER* h);
   bool GetTraceHeader(int nTrace, SGY_TRACEHEADER& h, int bCheck);
   bool SetTraceHeader(int nTrace, SGY_TRACEHEADER& h, int bCheck);
+  // Delay recording time (bytes 109-110, big-endian, outside the swapped
+  // set): the first time of a time axis in whole milliseconds, where other
+  // readers look for it. A depth axis (DU_M) leaves the field alone.
+  static void SetDelayTime(SGY_TRACEHEADER& h, double t0, DATAUNIT unit);
+  static int GetDelayTime(const SGY_TRACEHEADER& h);
+  // A SEG-Y file as this system writes it (one trace length) is complete
+  // when its size holds exactly the trace count of its file header.
+  // nFound: whole traces on disk; nExpected: the header's count, -1 when
+  // the file or its header cannot be read.
+  bool IsSgyComplete(const char* name, int& nFound, int& nExpected);
 
   // ---- opening and reading ----
   bool OnOpen(const char* name, int bWrite = 0, int bDepth = 0, int nReserved = 0, int nLift = 0);

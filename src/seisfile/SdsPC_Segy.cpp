@@ -1,4 +1,8 @@
 // CSdsPC: SEG-Y headers (building, byte order, validation) and samples.
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 
@@ -252,6 +256,45 @@ bool CSdsPC::SetTraceHeader(int nTrace, SGY_TRACEHEADER& h, int /*bCheck*/) {
     return false;
   fflush(m_fp);
   return true;
+}
+
+void CSdsPC::SetDelayTime(SGY_TRACEHEADER& h, double t0, DATAUNIT unit) {
+  if (unit == DU_M)
+    return;
+  const double ms = unit == DU_SEC ? t0 * 1000.0 : t0;
+  const long v = std::lround(std::max(-32768.0, std::min(32767.0, ms)));
+  h.m_buf[108] = (unsigned char)((v >> 8) & 0xFF);
+  h.m_buf[109] = (unsigned char)(v & 0xFF);
+}
+
+int CSdsPC::GetDelayTime(const SGY_TRACEHEADER& h) { return (int16_t)((h.m_buf[108] << 8) | h.m_buf[109]); }
+
+bool CSdsPC::IsSgyComplete(const char* name, int& nFound, int& nExpected) {
+  nFound = 0;
+  nExpected = -1;
+  struct stat st;
+  if (!name || stat(name, &st) != 0)
+    return false;
+  SGY_FILEHEADER fh;
+  FILE* fp = fopen(name, "rb");
+  if (!fp)
+    return false;
+  const bool bRead = fread(fh.m_buf, 1, 3600, fp) == 3600;
+  fclose(fp);
+  int nSwap = 0;
+  const int nFormat = bRead ? ProverkaHederaSEGY(&fh, nSwap) : 0;
+  const int nSample = nFormat ? SampleSize((SGYDATATYPE)nFormat) : 0;
+  if (nSample <= 0)
+    return false;
+  // The count field holds at most 64000 (and is read unsigned): a file that
+  // announces 64000 traces may hold more.
+  nExpected = (uint16_t)fh.GetInt16(3212);
+  const int64_t nTraceBytes = 240 + (int64_t)fh.GetInt16(3220) * nSample;
+  const int64_t nData = (int64_t)st.st_size - 3600;
+  nFound = (int)std::min<int64_t>(nData / nTraceBytes, INT_MAX);
+  if (nData % nTraceBytes != 0)
+    return false;
+  return nExpected < 64000 ? nFound == nExpected : nFound >= nExpected;
 }
 
 void CSdsPC::DecodeSamples(const unsigned char* src, float* out, int n) const {

@@ -45,6 +45,26 @@ for c in $COMPONENTS; do
   [ -s "$A/vp+Gath3DAPU$c-2.sgy" ] || fail "merge task: per-shot gather $c removed"
 done
 
+# Recovery with merging: shot 2's z gather cut short (as by a kill) is
+# computed again, the merge removes the per-shot files, and a merge task run
+# after it, finding none, leaves the merged gathers as they are.
+cp "$A/vp+Gath3DAPUz.sgy" "$A/merged-z.sgy"
+truncate -s $(($(stat -c %s "$A/vp+Gath3DAPUz-2.sgy") - 100)) "$A/vp+Gath3DAPUz-2.sgy"
+sed -i 's/^taskType=merge/taskType=modeling/; s/^Merge=0/Merge=1/; s/^Recovery=.*/Recovery=1/' "$A/runtask.ini"
+grep -q '^Recovery=1' "$A/runtask.ini" || add_keys "$A/runtask.ini" modeling 'Recovery=1'
+run_kelvo "$A"
+[ "$RC" = 0 ] || fail "recovery run: exit status $RC"
+expect_in "$A/out.txt" "Shot Point #1 is already calculated - skipped."
+expect_in "$A/out.txt" "Shot Point #3 is already calculated - skipped."
+expect_in "$A/out.txt" "Warning! Shot Point #2: file 'vp+Gath3DAPUz-2.sgy' is incomplete"
+[ "$(grep -c 'MODELING STARTED' "$A/out.txt")" = 1 ] || fail "recovery run: not exactly shot 2 computed"
+ls "$A"/vp+Gath3DAPU?-*.sgy >/dev/null 2>&1 && fail "recovery run: per-shot gathers left after merging"
+cmp -s "$A/vp+Gath3DAPUz.sgy" "$A/merged-z.sgy" || fail "recovery run: merged z gather differs from the merge task's"
+sed -i 's/^taskType=modeling/taskType=merge/' "$A/runtask.ini"
+(cd "$A" && timeout 120 "$KELVO" >merge2.txt 2>&1) || fail "second merge task: exit status $?"
+cmp -s "$A/vp+Gath3DAPUz.sgy" "$A/merged-z.sgy" || fail "second merge task: merged z gather replaced"
+expect_in "$A/merge2.txt" "Warning! No per-shot files 'vp+Gath3DAPUz-%d.sgy' for shots 1..3 to merge"
+
 # Shots from the command line: "x 3 9" runs shot 3 only (the last is cut to the survey's).
 R="$WORK/range"
 job "$R" --merge 0
