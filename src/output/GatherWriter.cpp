@@ -74,23 +74,34 @@ int CGatherWriter::Write(const char* path, size_t nTraces, size_t nSamples, floa
   if (!bSaved)
     return 1;
 
+  // A start time other than 0 goes to the delay field of every trace, since
+  // other readers ignore the system's own file header fields.
+  const bool bDelay = m_t0 != 0;
   TYPEFILE type;
-  if ((bNumbers || bIds) && CSdsPC::GetTypeFromFileName(path, type) && type == SGY)
-    CompleteHeaders(path, nTraces, bNumbers, pInline, pCrossline, pTraceId, pFileId);
+  if ((bNumbers || bIds || bDelay) && CSdsPC::GetTypeFromFileName(path, type) && type == SGY) {
+    const bool bDone = CompleteHeaders(path, nTraces, bNumbers, bIds, pInline, pCrossline, pTraceId, pFileId);
+    if (!bDone && bDelay)
+      u_Warning("Warning! Shot gather '%s': the start time %g s could not be written to its trace headers; other "
+                "readers will show it starting at 0.\n",
+                path, m_t0);
+  }
   return 0;
 }
 
-void CGatherWriter::CompleteHeaders(const char* path, size_t nTraces, bool bNumbers, const std::vector<int>* pInline,
-                                    const std::vector<int>* pCrossline, const std::vector<int>* pTraceId,
-                                    const std::vector<int>* pFileId) const {
+bool CGatherWriter::CompleteHeaders(const char* path, size_t nTraces, bool bNumbers, bool bIds,
+                                    const std::vector<int>* pInline, const std::vector<int>* pCrossline,
+                                    const std::vector<int>* pTraceId, const std::vector<int>* pFileId) const {
   CSdsPC sds;
   if (!sds.OnOpen(path, 1, 0, 0, 0))
-    return;
+    return false;
   const int n = (int)nTraces < sds.m_nTraceCount ? (int)nTraces : sds.m_nTraceCount;
+  bool bAll = n == (int)nTraces;
   for (int i = 0; i < n; i++) {
     SGY_TRACEHEADER h;
-    if (!sds.GetTraceHeader(i, h, 1))
+    if (!sds.GetTraceHeader(i, h, 1)) {
+      bAll = false;
       continue;
+    }
     if (bNumbers) {
       h.SetInt32(TH_INLINE, ListValue(pInline, i, 0));
       h.SetInt32(TH_CROSSLINE, ListValue(pCrossline, i, 0));
@@ -101,7 +112,11 @@ void CGatherWriter::CompleteHeaders(const char* path, size_t nTraces, bool bNumb
       h.SetInt32(TH_TRACE_ID, nTraceId);
     if (nFileId >= 0)
       h.SetInt32(TH_FILE_ID, nFileId);
-    h.SetInt32(TH_SHOT_ID, m_nShotId);
-    sds.SetTraceHeader(i, h, 1);
+    if (bNumbers || bIds)
+      h.SetInt32(TH_SHOT_ID, m_nShotId);
+    CSdsPC::SetDelayTime(h, m_t0, DU_SEC);
+    if (!sds.SetTraceHeader(i, h, 1))
+      bAll = false;
   }
+  return bAll;
 }

@@ -22,16 +22,18 @@ public:
   // lists are optional; each holds one value per receiver. Inline and
   // crossline numbers go to the SEG-Y headers when some trace has both above
   // 0, trace ids (bytes 13-16) and file ids (bytes 9-12) where they are at
-  // least 0.
+  // least 0; a start time other than 0 to the delay field (bytes 109-110).
   // Result: 0 success, -1 bad input or no memory, 1 the file was not written.
   int Write(const char* path, size_t nTraces, size_t nSamples, float* pData, const std::vector<C3DPointR>& receivers,
             const std::vector<int>* pInline, const std::vector<int>* pCrossline, const std::vector<int>* pTraceId,
             const std::vector<int>* pFileId) const;
 
 private:
-  // Reopens a written SEG-Y file and puts the receiver numbers and the shot id
-  // into its trace headers. Failures only leave the numbers as they were.
-  void CompleteHeaders(const char* path, size_t nTraces, bool bNumbers, const std::vector<int>* pInline,
+  // Reopens a written SEG-Y file and puts the receiver numbers, the shot id
+  // (with numbers or ids) and the start time into its trace headers.
+  // Failures leave the fields as they were; the result tells whether every
+  // trace was completed.
+  bool CompleteHeaders(const char* path, size_t nTraces, bool bNumbers, bool bIds, const std::vector<int>* pInline,
                        const std::vector<int>* pCrossline, const std::vector<int>* pTraceId,
                        const std::vector<int>* pFileId) const;
 };

@@ -2,6 +2,7 @@
 // with segyio.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -34,7 +35,7 @@ protected:
     CGatherWriter w;
     w.m_ptShot = C3DPointR(100.0 * nShot + 0.25, 50.5, 5);
     w.m_nShot = nShot, w.m_nShotId = 200 + nShot;
-    w.m_t0 = 0, w.m_dt = dt;
+    w.m_t0 = m_t0, w.m_dt = dt;
     std::vector<C3DPointR> rcv;
     std::vector<int> inl(nTraces, nInline == -2 ? nShot : nInline), xl, tid, fid(nTraces, -1);
     for (int i = 0; i < nTraces; i++) {
@@ -45,14 +46,18 @@ protected:
     std::vector<float> data((size_t)nTraces * nSamples);
     for (int k = 0; k < nSamples; k++)
       for (int i = 0; i < nTraces; i++)
-        data[(size_t)k * nTraces + i] = Value(nShot, i, k);
+        data[(size_t)k * nTraces + i] = k == m_nEvent ? 100.0f : Value(nShot, i, k);
     return w.Write(ShotFile(nShot).c_str(), nTraces, nSamples, data.data(), rcv, &inl, &xl, &tid, &fid);
   }
   // Exact in IBM floats.
   static float Value(int nShot, int i, int k) { return (float)nShot + 0.25f * i + 0.125f * k; }
 
-  CScratchDir m_dir;
+  static bool LogHas(const std::string& s) { return read_text("Kelvo-0.log").find(s) != std::string::npos; }
+
+  CScratchDir m_dir{true}; // the log lands there
   std::string m_strPattern;
+  double m_t0 = 0;   // start time of the gathers WriteShot writes
+  int m_nEvent = -1; // a sample that WriteShot makes the largest of every trace
 };
 
 TEST_F(GatherFileTest, WriterFillsNumbersGeometryAndScalers) {
@@ -117,12 +122,138 @@ TEST_F(GatherFileTest, MergeJoinsShotsInOrderSkipsGapsResamplesAndRemovesTheShot
   for (int s : {1, 3, 4})
     EXPECT_FALSE(file_exists(ShotFile(s)));
   EXPECT_FALSE(file_exists(ShotFile(1) + ".cr2"));
+}
 
-  // Nothing left to merge: a complete header-only file.
-  ASSERT_EQ(0, CGatherMerge::MergeSgy(merged.c_str(), szPattern, 1, 4, true));
-  ASSERT_EQ(3600, file_size(merged));
-  const std::string h = read_text(merged);
+// A merge never replaces a merged file by one with fewer traces, and keeps
+// the per-shot files when its own result is not used.
+TEST_F(GatherFileTest, MergeKeepsAnEarlierResultWithMoreTraces) {
+  ASSERT_EQ(0, WriteShot(1, 3, 26, 0.004));
+  ASSERT_EQ(0, WriteShot(2, 2, 26, 0.004));
+  const std::string merged = m_dir.Path("all.sgy");
+  const char* szPattern = m_strPattern.c_str();
+  ASSERT_EQ(0, CGatherMerge::MergeSgy(merged.c_str(), szPattern, 1, 3, true));
+  const std::string full = read_text(merged);
+  ASSERT_EQ(3600 + 5 * (240 + 26 * 4), (long)full.size());
+
+  struct {
+    std::vector<int> shots; // per-shot files present before the merge
+    std::string message;
+  } steps[] = {
+      {{},
+       "Warning! No per-shot files '" + m_strPattern + "' for shots 1..3 to merge; '" + merged +
+           "' is left as it was."},
+      {{2},
+       "Warning! '" + merged + "' holds 5 traces, the merge of '" + m_strPattern +
+           "' for shots 1..3 only 2; the file is left as it was and the per-shot files are kept."},
+  };
+  for (const auto& step : steps) {
+    for (int s : step.shots)
+      ASSERT_EQ(0, WriteShot(s, 2, 26, 0.004));
+    EXPECT_EQ(0, CGatherMerge::MergeSgy(merged.c_str(), szPattern, 1, 3, true)) << step.message;
+    EXPECT_TRUE(read_text(merged) == full) << step.message;
+    EXPECT_TRUE(LogHas(step.message)) << step.message;
+    for (int s : step.shots)
+      EXPECT_TRUE(file_exists(ShotFile(s))) << step.message;
+    EXPECT_FALSE(file_exists(merged + ".merging")) << step.message;
+  }
+  // As many traces as before replace the result (and remove the shot files).
+  ASSERT_EQ(0, WriteShot(3, 3, 26, 0.004));
+  ASSERT_EQ(0, CGatherMerge::MergeSgy(merged.c_str(), szPattern, 1, 3, true));
+  CSegyTestFile f = CSegyTestFile::Read(merged);
+  ASSERT_EQ(5, f.m_nTraces);
+  EXPECT_EQ(202, f.Field(0, SEGY_TR_ENERGY_SOURCE_POINT));
+  EXPECT_FALSE(file_exists(ShotFile(2)));
+
+  // Nothing to merge and no earlier result: a complete header-only file.
+  const std::string empty = m_dir.Path("none.sgy");
+  ASSERT_EQ(0, CGatherMerge::MergeSgy(empty.c_str(), szPattern, 1, 3, true));
+  ASSERT_EQ(3600, file_size(empty));
+  const std::string h = read_text(empty);
   EXPECT_EQ(1, ((unsigned char)h[3224] << 8) | (unsigned char)h[3225]) << "format code";
+  EXPECT_TRUE(LogHas("for shots 1..3 to merge; '" + empty + "' holds no traces."));
+}
+
+// A gather cut short (a kill, a full disk) is told from a complete one by its
+// size against the trace count of its header; a merge takes its whole traces.
+TEST_F(GatherFileTest, GatherCutShortIsIncompleteAndMergesItsWholeTraces) {
+  ASSERT_EQ(0, WriteShot(1, 4, 26, 0.004));
+  ASSERT_EQ(0, WriteShot(2, 3, 26, 0.004));
+  const std::string name = ShotFile(1), whole = read_text(name);
+  const long nTrace = 240 + 26 * 4;
+  ASSERT_EQ(3600 + 4 * nTrace, (long)whole.size());
+  struct {
+    long size;
+    bool complete;
+    int found, expected;
+  } cases[] = {
+      {3600 + 4 * nTrace, true, 4, 4},
+      {3600 + 4 * nTrace + 10, false, 4, 4}, // something appended
+      {3600 + 4 * nTrace - 1, false, 3, 4},
+      {3600 + 2 * nTrace, false, 2, 4}, // cut at a trace boundary
+      {3600, false, 0, 4},
+      {3000, false, 0, -1}, // inside the file header
+  };
+  for (const auto& c : cases) {
+    std::string text = whole;
+    text.resize(c.size);
+    write_text(name, text);
+    CSdsPC sds;
+    int nFound = -5, nExpected = -5;
+    EXPECT_EQ(c.complete, sds.IsSgyComplete(name.c_str(), nFound, nExpected)) << c.size;
+    EXPECT_EQ(c.found, nFound) << c.size;
+    EXPECT_EQ(c.expected, nExpected) << c.size;
+  }
+  CSdsPC sds;
+  int nFound = -5, nExpected = -5;
+  EXPECT_FALSE(sds.IsSgyComplete(m_dir.Path("missing.sgy").c_str(), nFound, nExpected));
+  EXPECT_EQ(-1, nExpected);
+
+  write_text(name, whole.substr(0, 3600 + 2 * nTrace + 100));
+  const std::string merged = m_dir.Path("all.sgy");
+  ASSERT_EQ(0, CGatherMerge::MergeSgy(merged.c_str(), m_strPattern.c_str(), 1, 2, false));
+  EXPECT_TRUE(LogHas("Warning! File '" + name + "' is incomplete: 2 whole traces of 4 expected."));
+  CSegyTestFile f = CSegyTestFile::Read(merged);
+  ASSERT_EQ(5, f.m_nTraces);
+  EXPECT_FLOAT_EQ(Value(1, 1, 25), f.m_vData[1][25]);
+  EXPECT_FLOAT_EQ(Value(2, 0, 0), f.m_vData[2][0]);
+}
+
+// Readers that know nothing of the system's own header fields find the start
+// time in the delay field and the signed X offset in bytes 37-40, in the
+// gathers of one shot and in the merged file alike.
+TEST_F(GatherFileTest, StartTimeAndSignedOffsetReachOtherReaders) {
+  struct CCase {
+    double t0;
+    int scaler;
+    int delay; // milliseconds
+  };
+  const CCase cases[] = {{-0.05, 1, -50}, {0.03, -100, 30}, {0, 1, 0}};
+  const double dt = 0.002;
+  m_nEvent = 40;
+  // Shot s has receivers i at 10 i + 0.75 and its source at 100 s + 0.25.
+  auto check = [&](const std::string& file, const std::vector<int>& shotOf, const std::vector<int>& rcvOf,
+                   const CCase& c) {
+    CSegyTestFile f = CSegyTestFile::Read(file);
+    ASSERT_EQ((int)shotOf.size(), f.m_nTraces) << file;
+    for (int t = 0; t < f.m_nTraces; t++) {
+      const int nDelay = f.Field(t, SEGY_TR_DELAY_REC_TIME);
+      EXPECT_EQ(c.delay, nDelay) << file << " trace " << t;
+      EXPECT_EQ(10 * rcvOf[t] - 100 * shotOf[t], f.Field(t, SEGY_TR_OFFSET)) << file << " trace " << t;
+      const std::vector<float>& v = f.m_vData[t];
+      const int k = (int)(std::max_element(v.begin(), v.end()) - v.begin());
+      EXPECT_NEAR(c.t0 + m_nEvent * dt, nDelay * 1e-3 + k * f.m_fDtUs * 1e-6, 1e-9) << file << " trace " << t;
+    }
+  };
+  for (const auto& c : cases) {
+    m_t0 = c.t0;
+    CSdsPC::COOR_SCALER = c.scaler;
+    ASSERT_EQ(0, WriteShot(1, 3, 61, dt));
+    ASSERT_EQ(0, WriteShot(2, 2, 61, dt));
+    check(ShotFile(1), {1, 1, 1}, {0, 1, 2}, c);
+    const std::string merged = m_dir.Path("all" + std::to_string(c.delay) + ".sgy");
+    ASSERT_EQ(0, CGatherMerge::MergeSgy(merged.c_str(), m_strPattern.c_str(), 1, 2, true));
+    check(merged, {1, 1, 1, 2, 2}, {0, 1, 2, 0, 1}, c);
+  }
 }
 
 } // namespace
