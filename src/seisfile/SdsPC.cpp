@@ -63,6 +63,8 @@ void CSdsPC::Reset() {
   m_rY0 = m_rY1 = m_rDY = 0.0;
   m_bLargeFile = false;
   m_bFileFoot = 0;
+  m_nPlacement = PLACE_RECEIVER;
+  m_nFirstInline = m_nFirstCrossline = 0;
 }
 
 char CSdsPC::ComponentLetter(int nIndex) {
@@ -245,17 +247,26 @@ static double scaler_factor(double v) {
   return 1.0;
 }
 
-bool CSdsPC::SetTraceInfo(SDS_TRACEINFO& info, const unsigned char* header, PARTITITION_INFO* /*pPart*/) {
+// Factor of the kmCrd row on both coordinate scales.
+static double coord_factor(const SDS_INFOROW& row) {
+  return row.m_nType != -1 && row.m_rValue > 0 ? row.m_rValue : 1.0;
+}
+
+double CSdsPC::HorizontalScale(const unsigned char* header) const {
   const int nBytes = m_Type == SGY ? 240 : 80;
-  double rH = 1.0, rV = 1.0;
+  double rH = 1.0;
   if (row_usable(m_arInfo[INFO_COORSCALER], nBytes))
     rH = scaler_factor(header_field(header, m_arInfo[INFO_COORSCALER]));
+  return rH * coord_factor(m_arInfo[INFO_KMCRD]);
+}
+
+bool CSdsPC::SetTraceInfo(SDS_TRACEINFO& info, const unsigned char* header, PARTITITION_INFO* /*pPart*/) {
+  const int nBytes = m_Type == SGY ? 240 : 80;
+  const double rH = HorizontalScale(header);
+  double rV = 1.0;
   if (row_usable(m_arInfo[INFO_ELEVSCALER], nBytes))
     rV = scaler_factor(header_field(header, m_arInfo[INFO_ELEVSCALER]));
-  if (m_arInfo[INFO_KMCRD].m_nType != -1 && m_arInfo[INFO_KMCRD].m_rValue > 0) {
-    rH *= m_arInfo[INFO_KMCRD].m_rValue;
-    rV *= m_arInfo[INFO_KMCRD].m_rValue;
-  }
+  rV *= coord_factor(m_arInfo[INFO_KMCRD]);
   float* pH[4] = {&info.m_fXs, &info.m_fYs, &info.m_fXr, &info.m_fYr};
   for (int row = INFO_SHOTX; row <= INFO_RECVY; row++)
     if (row_usable(m_arInfo[row], nBytes))

@@ -109,6 +109,14 @@ static_assert(sizeof(SDS_INFOROW) == 12, "SDS_INFOROW must be 12 bytes");
 static_assert(sizeof(SGY_FILEHEADER) == 3600, "SGY_FILEHEADER size");
 static_assert(sizeof(SGY_TRACEHEADER) == 240, "SGY_TRACEHEADER size");
 
+// Where OnOpen found the lateral positions of a file's traces.
+enum SDS_PLACEMENT {
+  PLACE_RECEIVER = 0, // receiver X/Y of the header-field map (bytes 81-88 by default)
+  PLACE_CDP = 1,      // CDP X/Y, bytes 181-184/185-188, through the coordinate scaler
+  PLACE_LINES = 2,    // inline/crossline numbers, bytes 189-192/193-196, on a regular grid
+  PLACE_NONE = 3      // several traces, all at one point, and no fallback gave more
+};
+
 // Placeholders kept for call compatibility; nothing reads their contents.
 struct PARTITITION_INFO {};
 struct SDS_TRACEINFO_ALL {};
@@ -146,6 +154,16 @@ public:
   double m_rY0, m_rY1, m_rDY;
   bool m_bLargeFile;
   int m_bFileFoot;
+  // Fallback placement for files whose traces all stand at one point (model
+  // cubes written without receiver coordinates): CDP X/Y, else inline and
+  // crossline numbers on a grid of step m_rLineStep from (m_rLineX0,
+  // m_rLineY0). Asked for by SetPlacement before OnOpen; Reset keeps it.
+  bool m_bPlaceFallback = false;
+  double m_rLineX0 = 0.0, m_rLineY0 = 0.0, m_rLineStep = 0.0;
+  // Set by OnOpen: the source of the positions, and the first inline and
+  // crossline numbers when they placed the traces.
+  SDS_PLACEMENT m_nPlacement = PLACE_RECEIVER;
+  int m_nFirstInline = 0, m_nFirstCrossline = 0;
 
   // ---- class-level settings, shared by all objects ----
   static int COOR_SCALER;
@@ -215,6 +233,12 @@ public:
   bool IsSgyComplete(const char* name, int& nFound, int& nExpected);
 
   // ---- opening and reading ----
+  void SetPlacement(double rX0, double rY0, double rStep) {
+    m_bPlaceFallback = true;
+    m_rLineX0 = rX0;
+    m_rLineY0 = rY0;
+    m_rLineStep = rStep;
+  }
   bool OnOpen(const char* name, int bWrite = 0, int bDepth = 0, int nReserved = 0, int nLift = 0);
   bool GetTrace(int nTrace, float* out, int n);
   bool GetTrace(int nTrace, float* out, double* axis, float* scratch, float fThreshold);
@@ -243,6 +267,7 @@ public:
 
 private:
   bool ScanSGY(CString& strError);
+  double HorizontalScale(const unsigned char* header) const;
   void LateralStatistics();
   void ApplyLift(int nLift);
   void ConvertFileLengths(double f);

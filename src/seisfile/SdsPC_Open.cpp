@@ -1,8 +1,10 @@
 // CSdsPC: opening a trace file and scanning its trace headers.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cmath>
 #include <new>
+#include <vector>
 
 #include "SdsPC.h"
 #include "SgyCodec.h"
@@ -153,6 +155,59 @@ bool CSdsPC::OnOpen(const char* name, int bWrite, int bDepth, int /*nReserved*/,
   return true;
 }
 
+namespace {
+
+// Positions of a trace besides its receiver X/Y, kept while a file is scanned
+// for files whose traces turn out to stand all at one point.
+struct SAltPosition {
+  float fCdpX, fCdpY;
+  int32_t nInline, nCrossline;
+};
+
+// Chooses where the traces of a scanned file stand: their receiver X/Y when
+// these differ between traces, else (when asked for) their CDP X/Y, else
+// their inline and crossline numbers on a regular grid. A fallback moves the
+// source position along, so that the file's extent is that of its traces.
+void place_traces(CSdsPC& sds, const std::vector<SAltPosition>& alt) {
+  SDS_TRACEINFO* p = sds.m_pSR;
+  const int n = sds.m_nTraceCount;
+  sds.m_nPlacement = PLACE_RECEIVER;
+  bool bSpread = false;
+  for (int i = 1; i < n && !bSpread; i++)
+    bSpread = p[i].m_fXr != p[0].m_fXr || p[i].m_fYr != p[0].m_fYr;
+  if (n < 2 || bSpread)
+    return;
+  sds.m_nPlacement = PLACE_NONE;
+  if (!sds.m_bPlaceFallback || alt.size() != (size_t)n)
+    return;
+  bool bCdp = false, bLines = false;
+  int nIl0 = alt[0].nInline, nXl0 = alt[0].nCrossline;
+  for (const SAltPosition& a : alt) {
+    bCdp = bCdp || a.fCdpX != alt[0].fCdpX || a.fCdpY != alt[0].fCdpY;
+    bLines = bLines || a.nInline != alt[0].nInline || a.nCrossline != alt[0].nCrossline;
+    nIl0 = std::min(nIl0, a.nInline);
+    nXl0 = std::min(nXl0, a.nCrossline);
+  }
+  if (!bCdp && !(bLines && sds.m_rLineStep > 0))
+    return;
+  for (int i = 0; i < n; i++) {
+    float x = alt[i].fCdpX, y = alt[i].fCdpY;
+    if (!bCdp) {
+      x = (float)(sds.m_rLineX0 + ((double)alt[i].nCrossline - nXl0) * sds.m_rLineStep);
+      y = (float)(sds.m_rLineY0 + ((double)alt[i].nInline - nIl0) * sds.m_rLineStep);
+    }
+    p[i].m_fXs = p[i].m_fXr = x;
+    p[i].m_fYs = p[i].m_fYr = y;
+  }
+  sds.m_nPlacement = bCdp ? PLACE_CDP : PLACE_LINES;
+  if (!bCdp) {
+    sds.m_nFirstInline = nIl0;
+    sds.m_nFirstCrossline = nXl0;
+  }
+}
+
+} // namespace
+
 bool CSdsPC::ScanSGY(CString& strError) {
   SGY_FILEHEADER fh;
   if (fread(fh.m_buf, 1, 3600, m_fp) != 3600) {
@@ -229,16 +284,23 @@ bool CSdsPC::ScanSGY(CString& strError) {
   int nCapacity = (int)nEstimate;
   m_nTraceCount = -nCapacity;
   int nRead = 0;
+  int nWhole = 0; // whole traces, dead ones included
+  bool bFull = false;
+  std::vector<SAltPosition> alt;
   int64_t nPos = 3600;
   for (;;) {
     if (nRead == nCapacity) {
       // The estimate comes from the first trace; a file whose later traces
       // are shorter holds more, so the table grows while data remain.
-      if (m_nFileLen <= 0 || nPos + 240 > m_nFileLen || nCapacity >= 0x3FFFFFFF)
+      if (m_nFileLen > 0 && nPos + 240 > m_nFileLen)
+        break;
+      bFull = true; // traces may remain that the table cannot take
+      if (m_nFileLen <= 0 || nCapacity >= 0x3FFFFFFF)
         break;
       SDS_TRACEINFO* pMore = new (std::nothrow) SDS_TRACEINFO[(size_t)nCapacity * 2];
       if (!pMore)
         break;
+      bFull = false;
       memcpy(pMore, m_pSR, sizeof(SDS_TRACEINFO) * nCapacity);
       delete[] m_pSR;
       m_pSR = pMore;
@@ -256,6 +318,7 @@ bool CSdsPC::ScanSGY(CString& strError) {
     if (m_nFileLen > 0 && nPos + 240 + nLen > m_nFileLen)
       break;
     m_nTraceBytes = nLen;
+    nWhole++;
     if (th.GetInt16(28) != 2) {
       SDS_TRACEINFO& r = m_pSR[nRead++];
       memset(&r, 0, sizeof(r));
@@ -267,6 +330,11 @@ bool CSdsPC::ScanSGY(CString& strError) {
       r.m_nPos = nPos;
       r.m_nPartNo = th.GetInt32(8);
       r.m_nTraceNo = th.GetInt32(12);
+      if (m_bPlaceFallback) {
+        const double rH = HorizontalScale(th.m_buf);
+        alt.push_back(
+            {(float)(th.GetInt32(180) * rH), (float)(th.GetInt32(184) * rH), th.GetInt32(188), th.GetInt32(192)});
+      }
     }
     nPos += 240 + nLen;
     if (fseeko(m_fp, (off_t)nLen, SEEK_CUR) != 0) {
@@ -279,6 +347,23 @@ bool CSdsPC::ScanSGY(CString& strError) {
   if (nRead <= 0) {
     strError.Format("Only %d traces have been loaded!\n", nRead);
     return false;
+  }
+  place_traces(*this, alt);
+
+  // A file cut short loses its last traces without a read error: compare
+  // with the count of the file header (unsigned 16 bits, 0 when not given),
+  // and with what the bytes left after the last whole trace imply.
+  const int nAnnounced = (uint16_t)fh.GetInt16(3212);
+  if (nAnnounced > nWhole)
+    u_Warning("Warning! File '%s' is cut short: %d whole traces found, its file header announces %d; the missing "
+              "traces are left out.\n",
+              m_szFileName, nWhole, nAnnounced);
+  else if (!bFull && m_nFileLen > nPos) {
+    const int64_t nStep = 240 + (int64_t)m_nTraceBytes;
+    const int64_t nImplied = nWhole + (m_nFileLen - nPos + nStep - 1) / nStep;
+    u_Warning("Warning! File '%s' is cut short: %d whole traces found, its size implies %lld; the incomplete last "
+              "trace is left out.\n",
+              m_szFileName, nWhole, (long long)nImplied);
   }
   return true;
 }

@@ -17,6 +17,7 @@ struct STestTrace {
   int16_t scalco = 1, scalel = 1;
   int16_t traceId = 1;
   int32_t fieldRecord = 0, traceNo = 0, energySource = 0;
+  int32_t cdpx = 0, cdpy = 0, iline = 0, xline = 0; // bytes 181-196
   std::vector<float> samples;
 };
 
@@ -56,6 +57,10 @@ inline bool segyio_write(const std::string& path, int format, bool lsb, int ns, 
     segy_set_field(th, SEGY_TR_SOURCE_Y, t.sy);
     segy_set_field(th, SEGY_TR_GROUP_X, t.gx);
     segy_set_field(th, SEGY_TR_GROUP_Y, t.gy);
+    segy_set_field(th, SEGY_TR_CDP_X, t.cdpx);
+    segy_set_field(th, SEGY_TR_CDP_Y, t.cdpy);
+    segy_set_field(th, SEGY_TR_INLINE, t.iline);
+    segy_set_field(th, SEGY_TR_CROSSLINE, t.xline);
     segy_set_field(th, SEGY_TR_SAMPLE_COUNT, ns);
     segy_set_field(th, SEGY_TR_SAMPLE_INTER, dtMicro);
     ok = segy_write_traceheader(fp, (int)i, th, trace0, bsize) == SEGY_OK;

@@ -136,26 +136,52 @@ TEST_F(SdsPCRead, DeadTracesAreLeftOut) {
   EXPECT_EQ(sds.m_nTraceCount, 0);
 }
 
-TEST_F(SdsPCRead, TruncatedLastTraceKeepsTheWholeOnes) {
+TEST_F(SdsPCRead, CutShortFileKeepsItsWholeTracesAndSaysHowManyAreMissing) {
   std::vector<STestTrace> traces = make_traces(20, false);
-  std::string path = Path("cut.sgy");
+  const std::string path = Path("cut.sgy");
   ASSERT_TRUE(segyio_write(path, 5, false, 20, 1000, traces));
-  std::vector<unsigned char> bytes = read_file(path);
-  bytes.resize(bytes.size() - 30); // cut into the samples of the last trace
-  write_file(path, bytes);
-  CSdsPC sds;
-  ASSERT_TRUE(sds.OnOpen(path.c_str(), 0, 0, 0, 0));
-  ASSERT_EQ(sds.m_nTraceCount, 5);
-  std::vector<float> buf(20);
-  for (int i = 0; i < 5; i++) {
-    ASSERT_TRUE(sds.GetTrace(i, buf.data(), 20));
-    EXPECT_EQ(buf[19], traces[i].samples[19]);
+  const std::vector<unsigned char> whole = read_file(path);
+  const size_t nTrace = 240 + 20 * 4;
+  auto cut = [](std::vector<unsigned char> b, size_t n) {
+    b.resize(n);
+    return b;
+  };
+  std::vector<unsigned char> counted = whole; // the trace count in bytes 3213-3214
+  counted[3213] = (unsigned char)traces.size();
+  const struct {
+    const char* what;
+    std::vector<unsigned char> bytes;
+    int nKept;
+    const char* msg; // after "is cut short: "; null: no warning
+  } cases[] = {
+      {"whole", whole, 6, nullptr},
+      {"whole, counted", counted, 6, nullptr},
+      {"cut in the samples", cut(whole, whole.size() - 30), 5, "5 whole traces found, its size implies 6"},
+      {"cut in a header", cut(whole, 3600 + 5 * nTrace + 100), 5, "5 whole traces found, its size implies 6"},
+      // Only the header's count tells a file cut between two traces.
+      {"cut between traces, counted", cut(counted, 3600 + 4 * nTrace), 4,
+       "4 whole traces found, its file header announces 6"},
+      {"cut in the samples, counted", cut(counted, whole.size() - 30), 5,
+       "5 whole traces found, its file header announces 6"},
+  };
+  for (const auto& c : cases) {
+    write_file(path, c.bytes);
+    CSdsPC sds;
+    testing::internal::CaptureStdout();
+    const bool bOpen = sds.OnOpen(path.c_str(), 0, 0, 0, 0);
+    const std::string out = testing::internal::GetCapturedStdout();
+    ASSERT_TRUE(bOpen) << c.what;
+    ASSERT_EQ(sds.m_nTraceCount, c.nKept) << c.what;
+    std::vector<float> buf(20);
+    for (int i = 0; i < c.nKept; i++) {
+      ASSERT_TRUE(sds.GetTrace(i, buf.data(), 20));
+      EXPECT_EQ(buf[19], traces[i].samples[19]) << c.what << ", trace " << i;
+    }
+    if (c.msg)
+      EXPECT_NE(out.find("Warning! File '" + path + "' is cut short: " + c.msg), std::string::npos) << c.what << out;
+    else
+      EXPECT_EQ(out.find("cut short"), std::string::npos) << c.what << out;
   }
-  // Cut into the header of the last trace: the same five remain.
-  bytes.resize(3600 + 5 * (240 + 80) + 100);
-  write_file(path, bytes);
-  ASSERT_TRUE(sds.OnOpen(path.c_str(), 0, 0, 0, 0));
-  EXPECT_EQ(sds.m_nTraceCount, 5);
 }
 
 #endif // KELVO_HAVE_SEGYIO
