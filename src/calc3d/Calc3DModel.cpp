@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "calc3d/Calc3D.h"
+#include "calc3d/Calc3DModelCube.h"
 #include "calc3d/ModelCorrelation.h"
 #include "run/KelvoApp.h"
 #include "seisfile/SdsPC.h"
@@ -55,10 +56,17 @@ int CCalc3D::LoadModelComponent(int nComponent, const char* szFile, float* pP, f
 
   if (bFile) {
     CSdsPC sds;
-    if (!sds.OnOpen(szFile, 0, 0, 0, m_pApp->m_bModelUseElevation)) {
+    if (!model_OpenFile(*this, sds, szFile)) {
       u_Error("Error! Unable to open %s model file '%s'.\n", info->szName, szFile);
       return CALC_NO_FILE;
     }
+    if (int nResult = model_CheckFile(sds, info->szName))
+      return nResult;
+    // Below the file's last sample the cube gets no values from it.
+    if (!m_cubeSim.IsEmpty() && m_cubeSim.z1 > sds.m_rT1 + 1e-3)
+      u_Warning("Warning! Shot #%d: %s model file '%s' ends at %g m, above the bottom of the simulation cube at %g "
+                "m; the cube below it gets no values from this file.\n",
+                m_nShot, info->szName, szFile, sds.m_rT1, m_cubeSim.z1);
     const int snx = m_nNx - 2 * m_nFrame, sny = m_nNy - 2 * m_nFrame;
     int snz = m_nNz - 2 * m_nFrame;
     if (HasUpperNeighbour())

@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "calc3d/Calc3D.h"
+#include "calc3d/Calc3DModelCube.h"
 #include "run/KelvoApp.h"
 #include "seisfile/SdsPC.h"
 
@@ -58,46 +59,10 @@ int CCalc3D::PrepareSource(int nShot, CSurvey3D& survey, bool bQuiet) {
   }
   m_fT1 = m_pApp->m_t1;
 
-  // Sides of the model cube left open are taken from the P-velocity file once.
-  if (m_cubeModel.IsEmpty()) {
-    CSdsPC sds;
-    if (!sds.OnOpen(m_pApp->m_strModelPW, 0, 0, 0, m_pApp->m_bModelUseElevation)) {
-      u_Error("Error! Unable to open model file '%s'.\n", m_pApp->m_strModelPW.c_str());
-      return CALC_NO_FILE;
-    }
-    const CRectR rc = sds.GetXYRect(0, CPointR(UNSET_VALUE, UNSET_VALUE));
-    auto fill = [](double& v, double from) {
-      if (v == UNSET_VALUE)
-        v = from;
-    };
-    fill(m_cubeModel.x0, rc.x0);
-    fill(m_cubeModel.x1, rc.x1);
-    fill(m_cubeModel.y0, rc.y0);
-    fill(m_cubeModel.y1, rc.y1);
-    fill(m_cubeModel.z0, sds.m_rT0);
-    fill(m_cubeModel.z1, sds.m_rT1);
-  }
-
-  m_cubeSurvey.z0 = std::min(m_cubeSurvey.z0, m_cubeModel.z0);
-  m_cubeSurvey.z1 = std::max(m_cubeSurvey.z1, m_cubeModel.z1);
-
-  CCubeR box = m_cubeModel;
-  if (m_fMargin > 0) {
-    box = m_cubeSurvey;
-    box.x0 -= m_fMargin;
-    box.y0 -= m_fMargin;
-    box.z0 -= m_fMargin;
-    box.x1 += m_fMargin;
-    box.y1 += m_fMargin;
-    box.z1 += m_fMargin;
-    if (!box.Intersect(m_cubeModel) || box.IsEmpty()) {
-      u_LinePrint(" Shot #%d of %d ", nShot, survey.GetMaxShot());
-      PrintCube(s_szModelCube, m_cubeModel);
-      PrintCube(s_szSurveyCube, m_cubeSurvey);
-      u_Error("Error! Empty intersection between the model cube and the acquisition survey.\n");
-      return CALC_EMPTY_INTERSECTION;
-    }
-  }
+  // The model cube, and the part of it that this shot simulates.
+  CCubeR box;
+  if ((nResult = model_SimulationBox(*this, nShot, survey.GetMaxShot(), bQuiet, box)) != 0)
+    return nResult;
 
   // The grid: the simulation box snapped down to whole steps, plus the frame.
   const int f = m_nFrame;
