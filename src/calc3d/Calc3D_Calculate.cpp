@@ -89,11 +89,11 @@ int CCalc3D::PropagateStress(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX
 
 int CCalc3D::RecordDueRows(double& fRecNext, int i) {
   const double fRecDt = m_pApp ? m_pApp->m_dt : 0.0;
-  if (m_vRcvIdx.empty() || fRecDt <= 0)
+  if (fRecDt <= 0)
     return 0;
   // A record that starts before the time loop takes zero rows until the loop
   // reaches it: the field is zero before the source starts.
-  while (fRecNext <= m_fTime && m_nSeisStep < m_nSeisLen) {
+  while (fRecNext <= m_fTime) {
     const int nRec = RecordSeismogram();
     if (nRec != 0) {
       u_Error("Error! Unable to record seismogram on simulation step %d.\n", i);

@@ -143,9 +143,14 @@ TEST(Driver, ShotRangeSettling) {
     int rc, wantFirst, wantLast, wantCur;
     const char* message;
   } cases[] = {
-      {0, 0, 0, 1, 20, 0, 1, 20, 1, ""},         // open range: the whole survey
-      {7, 0, 7, 1, 20, 0, 1, 20, 7, ""},         // a first shot alone gives the whole range; work starts at 7
-      {3, 30, 3, 1, 20, 0, 3, 20, 3, ""},        // a last shot above max is cut down silently
+      {0, 0, 0, 1, 20, 0, 1, 20, 1, ""}, // open range: the whole survey
+      // a first shot alone gives the whole range, with a word; work starts at 7
+      {7, 0, 7, 1, 20, 0, 1, 20, 7,
+       "Warning! Shot range 7..0 is left open by its 0: all shot points 1..20 are computed.\n"},
+      // a last shot above max is cut down, with a word
+      {3, 30, 3, 1, 20, 0, 3, 20, 3,
+       "Warning! Shot range 3..30 reaches beyond the last shot point of the survey (20): shot points 3..20 are "
+       "computed.\n"},
       {2, 9, 6, 1, 20, 0, 2, 9, 6, ""},          // a recovery point inside the range stays
       {2, 9, 12, 1, 20, 0, 2, 9, 2, ""},         // outside the range it is moved to the first
       {0, 0, 0, 100, 250, 0, 100, 250, 100, ""}, // ids as numbers
@@ -165,7 +170,7 @@ TEST(Driver, ShotRangeSettling) {
       EXPECT_EQ((std::vector<int>{c.wantFirst, c.wantLast, c.wantCur}),
                 (std::vector<int>{app.m_nFirstPoint, app.m_nLastPoint, app.m_nCurPoint}))
           << c.first << ".." << c.last;
-      EXPECT_EQ("", out);
+      EXPECT_EQ(c.message, out);
     } else {
       EXPECT_NE(std::string::npos, out.find(std::string(c.message) + "The computation is stopped.\n")) << out;
     }
