@@ -209,6 +209,9 @@ int CCalc3D::InitModel() {
     MakeQFactor();
   }
 
+  if ((nResult = CheckCourant()) != 0)
+    return nResult;
+
   // The PML profile reads P velocities, so it comes before the conversion.
   if (m_bPML && (nResult = InitPMLProfile()) != 0)
     return nResult;

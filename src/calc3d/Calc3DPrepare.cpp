@@ -212,6 +212,13 @@ int CCalc3D::PrepareSource(int nShot, CSurvey3D& survey, bool bQuiet) {
     m_vRcvFileId.push_back(survey.GetRcvFileId((int)i));
   }
   m_nTraces = (int)m_vRcvIdx.size();
+  if (!m_vRcvIdx.empty() && m_vRcvIdx.size() < receivers.size() && !bQuiet) {
+    const CCubeR a = GetRealUserArea();
+    u_Warning("Warning! Shot #%d: %d of %d receivers lie outside the computation zone "
+              "[%.0f..%.0f,%.0f..%.0f,%.0f..%.0f] and are dropped from its gathers.\n",
+              nShot, (int)(receivers.size() - m_vRcvIdx.size()), (int)receivers.size(), a.x0, a.x1, a.y0, a.y1, a.z0,
+              a.z1);
+  }
   if (m_vRcvIdx.empty()) {
     const CCubeR a = GetRealUserArea();
     u_Error("Error! Shot #%d (%.0f,%.0f,%.0f) no receivers in the computation zone "
@@ -301,6 +308,33 @@ int CCalc3D::ValidateCommon() {
   if (!m_pApp->m_strOutputDir.IsEmpty())
     u_Print("Output directory:            %s\n", m_pApp->m_strOutputDir.c_str());
   u_Line();
+  return ValidateRecordStep();
+}
+
+int CCalc3D::ValidateRecordStep() {
+  const double fRecDt = m_pApp->m_dt;
+  if (fRecDt <= 0) {
+    u_Error("Error! Incorrect shotgather sample interval [Survey] dt=%g specified!\n", fRecDt);
+    u_Print("The computation is stopped.\n");
+    return CALC_BAD_RECORD_RANGE;
+  }
+  if (m_fDt <= 0)
+    return 0; // refused with its own message when the shot is prepared
+  // One gather row is taken after a time step at most: a finer sample
+  // interval cannot be recorded.
+  const double fRatio = fRecDt / m_fDt;
+  if (fRatio < 1 - 1e-6) {
+    u_Error("Error! The shotgather sample interval [Survey] dt=%g s is finer than the time step [Mesh] dt=%g s. Set "
+            "[Survey] dt to %g s or a multiple of it.\n",
+            fRecDt, m_fDt, m_fDt);
+    u_Print("The computation is stopped.\n");
+    return CALC_BAD_RECORD_RANGE;
+  }
+  if (std::fabs(fRatio - std::floor(fRatio + 0.5)) > 1e-6)
+    u_Warning("Warning! The shotgather sample interval [Survey] dt=%g s is not a multiple of the time step [Mesh] "
+              "dt=%g s: each gather sample is taken at the first time step at or after its time (up to %g s "
+              "late).\n",
+              fRecDt, m_fDt, m_fDt);
   return 0;
 }
 
