@@ -56,7 +56,7 @@ double MeasureBandwidth(int nThreads, size_t n, int reps) {
 
 // A grid of constant coefficients with small noise in the fields.
 void Setup(CCalc3D_OMP& c, int n, bool bPml, int nFrame) {
-  c.m_pApp = nullptr; // acoustic
+  c.m_Set.m_nMethod = METHOD_ACOUSTIC;
   c.m_bPML = bPml;
   c.m_nFrame = nFrame;
   c.m_nPML = 21;

@@ -115,11 +115,9 @@ int main(int argc, char** argv) {
   }
 
   CModelCubes calc;
-  calc.m_pApp = &m_job;
-  m_job.m_nMethod = METHOD_ACOUSTIC;
-  m_job.m_strModelPW = vp.c_str();
-  m_job.m_strModelD = rho.c_str();
-  m_job.m_nSmoothModel = 0;
+  calc.m_Set.m_nMethod = METHOD_ACOUSTIC;
+  calc.m_Set.m_strModelPW = vp.c_str();
+  calc.m_Set.m_strModelD = rho.c_str();
   calc.m_bPML = false;
   calc.m_nFrame = F;
   calc.m_fH = h;

@@ -3,10 +3,7 @@
 #include "run/KelvoApp.h"
 #include "run/TaskFile.h"
 
-CCalc1D::CCalc1D(CKelvoApp& app) : m_pApp(&app) {
-  m_Signal.m_pApp = &app;
-  m_Signal.m_fFrequency = 20;
-}
+CCalc1D::CCalc1D(CKelvoApp& app) : m_pApp(&app) { m_Signal.m_fFrequency = 20; }
 
 CCalc1D::~CCalc1D() {
   FreeMemory();

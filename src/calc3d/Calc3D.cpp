@@ -3,30 +3,28 @@
 #include <algorithm>
 #include <vector>
 
-#include "run/KelvoApp.h"
 #include "seisfile/SdsPC.h"
 
-CCalc3D::CCalc3D() {
-  m_pApp = &m_job;
-  m_Signal.m_pApp = m_pApp;
-}
+CCalc3D::CCalc3D() {}
 
 // The arrays belong to the backend's allocation scheme: a backend frees them
 // with FreeMemory(true, true, true, true, true) in its own destructor.
 CCalc3D::~CCalc3D() {}
 
-int CCalc3D::GetMethod() const { return m_pApp ? m_pApp->m_nMethod : METHOD_ACOUSTIC; }
+int CCalc3D::GetMethod() const { return m_Set.m_nMethod; }
 
 int CCalc3D::GetGroupSize() const {
-  if (!m_pApp || m_pApp->m_nGroupSize < 1)
+  if (m_Set.m_nGroupSize < 1)
     return 1;
-  return m_pApp->m_nGroupSize;
+  return m_Set.m_nGroupSize;
 }
 
-int CCalc3D::GetGroupRank() const { return m_pApp ? m_pApp->m_nGroupRank : 0; }
+int CCalc3D::GetGroupRank() const { return m_Set.m_nGroupRank; }
 
 int CCalc3D::GenerateSignal() {
-  m_Signal.m_pApp = m_pApp;
+  m_Signal.m_bDumpDebug = m_Set.m_bDebug;
+  m_Signal.m_nNode = m_Set.m_nNode;
+  m_Signal.m_strDumpDir = m_Set.m_strOutputDir;
   return m_Signal.Generate(m_fDt, m_fH, m_fT0);
 }
 

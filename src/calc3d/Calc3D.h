@@ -14,11 +14,10 @@
 #include <utility>
 #include <vector>
 
+#include "calc3d/CalcSettings.h"
 #include "calc3d/Signal3D.h"
 #include "common.h"
 #include "survey/Survey3D.h"
-
-class CKelvoApp;
 
 // Model components as numbered in the task and in messages.
 enum {
@@ -162,7 +161,8 @@ public:
   int ReportStepFailure(int nRes, int i);
   // The progress line after step i of n.
   void ReportStepProgress(int i, int n);
-  static int MergeDistributedCube(CKelvoApp* pApp, const CCubeN& box, int* pnOut, float* pLocal, float** ppMerged);
+  static int MergeDistributedCube(const CCalcSettings& set, const CCubeN& box, int* pnOut, float* pLocal,
+                                  float** ppMerged);
 
   // ---- Model building ------------------------------------------------
   int InitModel();
@@ -292,7 +292,10 @@ public:
   float* m_pPmlCoefZ[8] = {nullptr};
   float* m_pPlane = nullptr;
   float m_fDamp[38] = {0};
-  CKelvoApp* m_pApp = nullptr;
+  CCalcSettings m_Set;        // what the application tells the engine
+  double m_fMemAvailable = 0; // MB on this node, from the last memory estimate
+  double m_fMemRequired = 0;  // MB the estimated shot needs
+  int m_nShotId = 0;          // survey id of the active shot (its number without ids)
   bool m_bSnap3DActive = false;
   double m_fSnap3DLast = 0;
   int m_nSnap3DNz = 0;

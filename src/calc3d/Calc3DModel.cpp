@@ -7,7 +7,6 @@
 #include "calc3d/Calc3D.h"
 #include "calc3d/Calc3DModelCube.h"
 #include "calc3d/ModelCorrelation.h"
-#include "run/KelvoApp.h"
 #include "seisfile/SdsPC.h"
 
 namespace {
@@ -141,9 +140,9 @@ int CCalc3D::LoadModelComponent(int nComponent, const char* szFile, float* pP, f
     }
   }
 
-  if (m_pApp->m_bDebug) {
-    CString strName(0, "%sDebugModel-%d(%s)(%d)-orig.sgy", m_pApp->m_strOutputDir.c_str(), m_nShot, info->szName,
-                    m_pApp->m_nNode);
+  if (m_Set.m_bDebug) {
+    CString strName(0, "%sDebugModel-%d(%s)(%d)-orig.sgy", m_Set.m_strOutputDir.c_str(), m_nShot, info->szName,
+                    m_Set.m_nNode);
     SaveDebugCube(strName, pOut);
   }
   if (bShearFixed)
@@ -157,11 +156,11 @@ int CCalc3D::InitModel() {
     u_Error("Error! Memory allocation error. Model cubes were not initialized.\n");
     return -2;
   }
-  int nResult = LoadModelComponent(MODEL_PVEL, m_pApp->m_strModelPW, nullptr, m_pK, m_pB);
+  int nResult = LoadModelComponent(MODEL_PVEL, m_Set.m_strModelPW, nullptr, m_pK, m_pB);
   if (nResult)
     return nResult;
   if (nMethod > METHOD_ACOUSTIC) {
-    nResult = LoadModelComponent(MODEL_SVEL, m_pApp->m_strModelSW, m_pK, m_pMu, m_pB);
+    nResult = LoadModelComponent(MODEL_SVEL, m_Set.m_strModelSW, m_pK, m_pMu, m_pB);
     if (nResult)
       return nResult;
   }
@@ -170,11 +169,11 @@ int CCalc3D::InitModel() {
       int nComponent;
       const CString& strFile;
       float* pArray;
-    } anis[] = {{MODEL_ANIS_EPSILON, m_pApp->m_strAnisEpsilon, m_pAnisEps},
-                {MODEL_ANIS_DELTA, m_pApp->m_strAnisDelta, m_pAnisDelta},
-                {MODEL_ANIS_GAMMA, m_pApp->m_strAnisGamma, m_pAnisGamma},
-                {MODEL_ANIS_ALPHA, m_pApp->m_strAnisAzimuth, m_pAnisAlpha},
-                {MODEL_ANIS_PHI, m_pApp->m_strAnisPhi, m_pAnisPhi}};
+    } anis[] = {{MODEL_ANIS_EPSILON, m_Set.m_strAnisEpsilon, m_pAnisEps},
+                {MODEL_ANIS_DELTA, m_Set.m_strAnisDelta, m_pAnisDelta},
+                {MODEL_ANIS_GAMMA, m_Set.m_strAnisGamma, m_pAnisGamma},
+                {MODEL_ANIS_ALPHA, m_Set.m_strAnisAzimuth, m_pAnisAlpha},
+                {MODEL_ANIS_PHI, m_Set.m_strAnisPhi, m_pAnisPhi}};
     for (const auto& a : anis) {
       if (a.strFile.IsEmpty() || !a.pArray)
         continue;
@@ -183,13 +182,13 @@ int CCalc3D::InitModel() {
         return nResult;
     }
   }
-  if (!m_pApp->m_strModelQ.IsEmpty() && m_pQ) {
-    nResult = LoadModelComponent(MODEL_Q, m_pApp->m_strModelQ, nullptr, m_pQ, m_pB);
+  if (!m_Set.m_strModelQ.IsEmpty() && m_pQ) {
+    nResult = LoadModelComponent(MODEL_Q, m_Set.m_strModelQ, nullptr, m_pQ, m_pB);
     if (nResult)
       return nResult;
   }
   // Density last: its array was the scratch of all loads before.
-  nResult = LoadModelComponent(MODEL_DENS, m_pApp->m_strModelD, m_pK, m_pB, nullptr);
+  nResult = LoadModelComponent(MODEL_DENS, m_Set.m_strModelD, m_pK, m_pB, nullptr);
   if (nResult)
     return nResult;
 
@@ -225,9 +224,9 @@ int CCalc3D::InitModel() {
   if ((nResult = SmoothModel()) != 0)
     return nResult;
 
-  if (m_pApp->m_bDebug) {
-    const char* szDir = m_pApp->m_strOutputDir.c_str();
-    const int nNode = m_pApp->m_nNode;
+  if (m_Set.m_bDebug) {
+    const char* szDir = m_Set.m_strOutputDir.c_str();
+    const int nNode = m_Set.m_nNode;
     const struct {
       const float* p;
       const char* szFormat;

@@ -10,8 +10,6 @@
 #include <set>
 #include <string>
 
-#include "run/KelvoApp.h"
-
 namespace {
 
 // Depths closer than this count as equal (metres).
@@ -49,7 +47,7 @@ bool FirstReport(const char* szFile) {
 bool model_OpenFile(CCalc3D& calc, CSdsPC& sds, const char* szFile) {
   const CCubeR& m = calc.m_cubeModel;
   sds.SetPlacement(m.x0 != UNSET_VALUE ? m.x0 : 0.0, m.y0 != UNSET_VALUE ? m.y0 : 0.0, calc.m_fH);
-  return sds.OnOpen(szFile, 0, 0, 0, calc.m_pApp->m_bModelUseElevation);
+  return sds.OnOpen(szFile, 0, 0, 0, calc.m_Set.m_bModelUseElevation);
 }
 
 int model_CheckFile(CSdsPC& sds, const char* szName) {
@@ -88,7 +86,7 @@ int model_SimulationBox(CCalc3D& calc, int nShot, int nMaxShot, bool bQuiet, CCu
   // Sides of the model cube left open are taken from the P-velocity file once.
   if (model.IsEmpty()) {
     CSdsPC sds;
-    const char* szFile = calc.m_pApp->m_strModelPW.c_str();
+    const char* szFile = calc.m_Set.m_strModelPW.c_str();
     if (!model_OpenFile(calc, sds, szFile)) {
       u_Error("Error! Unable to open model file '%s'.\n", szFile);
       return CALC_NO_FILE;

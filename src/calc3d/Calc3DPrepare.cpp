@@ -9,7 +9,6 @@
 
 #include "calc3d/Calc3D.h"
 #include "calc3d/Calc3DModelCube.h"
-#include "run/KelvoApp.h"
 #include "seisfile/SdsPC.h"
 
 namespace {
@@ -41,6 +40,7 @@ int CCalc3D::PrepareSource(int nShot, CSurvey3D& survey, bool bQuiet) {
     return CALC_SHOT_NOT_ACTIVE;
 
   m_nShot = nShot;
+  m_nShotId = survey.GetActiveShotId();
   m_ptShot = survey.GetActiveShotPt();
   const std::vector<C3DPointR> receivers = survey.m_vReceivers;
   m_cubeSurvey = survey.GetObsZone();
@@ -53,11 +53,11 @@ int CCalc3D::PrepareSource(int nShot, CSurvey3D& survey, bool bQuiet) {
     u_Error("Error! Incorrect time tact dt=%g specified!\n", m_fDt);
     return CALC_BAD_DT;
   }
-  if (m_pApp->m_t1 <= 0 || m_pApp->m_t1 <= m_pApp->m_t0) {
-    u_Error("Error! Incorrect shotgather record range (t=%g..%g) specified!\n", m_pApp->m_t0, m_pApp->m_t1);
+  if (m_Set.m_t1 <= 0 || m_Set.m_t1 <= m_Set.m_t0) {
+    u_Error("Error! Incorrect shotgather record range (t=%g..%g) specified!\n", m_Set.m_t0, m_Set.m_t1);
     return CALC_BAD_RECORD_RANGE;
   }
-  m_fT1 = m_pApp->m_t1;
+  m_fT1 = m_Set.m_t1;
 
   // The model cube, and the part of it that this shot simulates.
   CCubeR box;
@@ -85,7 +85,7 @@ int CCalc3D::PrepareSource(int nShot, CSurvey3D& survey, bool bQuiet) {
     m_nTimeNz = (int)((m_cubeSim.z1 - m_cubeSim.z0) / m_fTimeDz) + 1;
   }
 
-  m_nSeisLen = m_pApp->GetSeismogramTraceLen();
+  m_nSeisLen = m_Set.GetSeismogramTraceLen();
   m_nSeisStep = 0;
   m_vShotPoints.clear();
   m_vRcvIdx.clear();
@@ -184,8 +184,8 @@ int CCalc3D::PrepareSource(int nShot, CSurvey3D& survey, bool bQuiet) {
             m_cubeSim.x0, m_cubeSim.x1, m_fH, m_cubeSim.y0, m_cubeSim.y1, m_fH, m_cubeSim.z0, m_cubeSim.z1, m_fH, m_fT0,
             m_fT1, m_fDt, (int)((m_fT1 - m_fT0) / m_fDt) + 1);
     u_LinePrint(" Shotgather Parameters ");
-    u_Print("   First       |    Last       |      Step     |\n%14g |%14g |%14g |  time\n", m_pApp->m_t0, m_pApp->m_t1,
-            m_pApp->m_dt);
+    u_Print("   First       |    Last       |      Step     |\n%14g |%14g |%14g |  time\n", m_Set.m_t0, m_Set.m_t1,
+            m_Set.m_dt);
     u_Line();
   }
 
@@ -289,7 +289,7 @@ int CCalc3D::ValidateCommon() {
   }
 
   CSdsPC::COOR_SCALER = m_fH < 1.0 ? -100 : 1;
-  CSdsPC::ELEV_SCALER = m_pApp->m_dt < (double)(float)0.001 ? -100 : 1;
+  CSdsPC::ELEV_SCALER = m_Set.m_dt < (double)(float)0.001 ? -100 : 1;
   if (CSdsPC::COOR_SCALER != 1)
     u_Print("Output SEG-Y Coord. Scaler:  %d\n", CSdsPC::COOR_SCALER);
   if (CSdsPC::ELEV_SCALER != 1)
@@ -305,14 +305,14 @@ int CCalc3D::ValidateCommon() {
     u_Print("Viscoelastic NRM(L):         %d\n", m_nViscoL);
     u_Print("Viscoelastic velocities:     %s\n", m_bApparentVelocity ? "apparent" : "intrinsic");
   }
-  if (!m_pApp->m_strOutputDir.IsEmpty())
-    u_Print("Output directory:            %s\n", m_pApp->m_strOutputDir.c_str());
+  if (!m_Set.m_strOutputDir.IsEmpty())
+    u_Print("Output directory:            %s\n", m_Set.m_strOutputDir.c_str());
   u_Line();
   return ValidateRecordStep();
 }
 
 int CCalc3D::ValidateRecordStep() {
-  const double fRecDt = m_pApp->m_dt;
+  const double fRecDt = m_Set.m_dt;
   if (fRecDt <= 0) {
     u_Error("Error! Incorrect shotgather sample interval [Survey] dt=%g specified!\n", fRecDt);
     u_Print("The computation is stopped.\n");
@@ -482,7 +482,7 @@ int CCalc3D::ValidateSurveyGeometryShared() {
 }
 
 int CCalc3D::IsCalcNeeded(int nShot) {
-  if (!m_pApp->m_bRecovery)
+  if (!m_Set.m_bRecovery)
     return 1;
   m_nShot = nShot;
   // A gather cut short by a kill or a full disk is not a finished shot.
@@ -510,7 +510,7 @@ int CCalc3D::IsCalcNeeded(int nShot) {
 CString CCalc3D::GetFileName(int nType, char cComponent, bool bPattern, bool bMerged, double fParam) {
   // Model base: the P-velocity file name without directory and extension.
   CString strBase;
-  const CString& strModel = m_pApp->m_strModelPW;
+  const CString& strModel = m_Set.m_strModelPW;
   const int nSlash = std::max(strModel.ReverseFind('/'), strModel.ReverseFind('\\'));
   CString strName = strModel.Mid(nSlash + 1, (long)strModel.GetLength() - nSlash - 1);
   const int nDot = strName.ReverseFind('.');
@@ -518,7 +518,7 @@ CString CCalc3D::GetFileName(int nType, char cComponent, bool bPattern, bool bMe
     strName = strName.Left(nDot);
   if (strName.IsEmpty())
     strName = "Model";
-  strBase = m_pApp->m_strOutputDir;
+  strBase = m_Set.m_strOutputDir;
   strBase += strName;
 
   static const char* const s_szWords[] = {"Gath", "Snap", "Time", "3DSnap"};

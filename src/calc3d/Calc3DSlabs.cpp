@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "calc3d/Calc3D.h"
-#include "run/KelvoApp.h"
 
 namespace {
 
@@ -58,7 +57,7 @@ std::vector<C3DShotPoint> RecvBorder(int nPeer, int nCountTag, int nTag, const c
 } // namespace
 
 int CCalc3D::ValidateSurveyGeometryDistributed() {
-  const int nRank = GetGroupRank(), nSize = GetGroupSize(), nNode = m_pApp->m_nNode;
+  const int nRank = GetGroupRank(), nSize = GetGroupSize(), nNode = m_Set.m_nNode;
   const bool bFirst = nRank == 0, bLast = nRank == nSize - 1;
   const size_t nPlane = (size_t)m_nNx * m_nNy;
 
@@ -139,7 +138,7 @@ int CCalc3D::ValidateSurveyGeometryDistributed() {
     std::vector<C3DShotPoint> down;
     for (const C3DShotPoint& p : m_vShotPoints) {
       if (p.nIndex > (size_t)(m_nNz - 2 * s) * nPlane) {
-        if (m_pApp->m_bDebug)
+        if (m_Set.m_bDebug)
           u_Print("Border src %ld ; %ld (abs = z=%d, y=%d, x=%d)\n", (long)p.nIndex, (long)(p.nIndex + nShift),
                   (int)(p.nIndex / nPlane) + m_nZ0, (int)(p.nIndex % nPlane / m_nNx), (int)(p.nIndex % m_nNx));
         down.push_back(C3DShotPoint{p.nIndex + nShift, p.nFlags});
@@ -155,7 +154,7 @@ int CCalc3D::ValidateSurveyGeometryDistributed() {
     std::vector<C3DShotPoint> up;
     for (const C3DShotPoint& p : m_vShotPoints) {
       if (p.nIndex < (size_t)(2 * s) * nPlane) {
-        if (m_pApp->m_bDebug)
+        if (m_Set.m_bDebug)
           u_Print("Border src %ld ; %ld (abs = z=%d, y=%d, x=%d)\n", (long)p.nIndex, (long)(p.nIndex + nShift),
                   (int)(p.nIndex / nPlane) + m_nZ0, (int)(p.nIndex % nPlane / m_nNx), (int)(p.nIndex % m_nNx));
         up.push_back(C3DShotPoint{p.nIndex + nShift, p.nFlags});

@@ -8,7 +8,6 @@
 
 #include "Calc3D.h"
 #include "FDScheme.h"
-#include "run/KelvoApp.h"
 
 namespace {
 
@@ -26,9 +25,9 @@ double CCalc3D::CourantLimit() {
 
 float CCalc3D::GroupMaxVp() {
   float fMax = m_fMaxVp;
-  if (GetGroupSize() < 2 || !m_pApp)
+  if (GetGroupSize() < 2)
     return fMax;
-  const int nRank = GetGroupRank(), nSize = GetGroupSize(), nNode = m_pApp->m_nNode;
+  const int nRank = GetGroupRank(), nSize = GetGroupSize(), nNode = m_Set.m_nNode;
   MPI_Status st;
   if (nRank == 0) {
     for (int r = 1; r < nSize; r++) {

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "calc3d/Calc3D.h"
-#include "run/KelvoApp.h"
 
 namespace {
 
@@ -106,7 +105,7 @@ int CCalc3D::MakeSurface() {
     u_Error("Error! Unable to allocate temporary memory to build model's invisible surface.\n");
     return -2;
   }
-  const int nNode = m_pApp->m_nNode;
+  const int nNode = m_Set.m_nNode;
   const bool bFirst = !HasUpperNeighbour(), bLast = !HasLowerNeighbour();
   if (!bFirst)
     RecvMaps(maps, rec, nNode - 1, false);
@@ -156,7 +155,7 @@ int CCalc3D::MakeSurfaceBottomDistributed() {
     return -2;
   }
   // The walk begins at the last process of the group and goes upwards.
-  const int nNode = m_pApp->m_nNode;
+  const int nNode = m_Set.m_nNode;
   const bool bFirst = !HasUpperNeighbour(), bLast = !HasLowerNeighbour();
   if (!bLast)
     RecvMaps(maps, rec, nNode + 1, false);

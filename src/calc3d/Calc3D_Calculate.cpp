@@ -4,7 +4,6 @@
 #include <cstdio>
 
 #include "Calc3D.h"
-#include "KelvoApp.h"
 #include "seisfile/SdsPC.h"
 
 namespace {
@@ -88,7 +87,7 @@ int CCalc3D::PropagateStress(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX
 }
 
 int CCalc3D::RecordDueRows(double& fRecNext, int i) {
-  const double fRecDt = m_pApp ? m_pApp->m_dt : 0.0;
+  const double fRecDt = m_Set.m_dt;
   if (fRecDt <= 0)
     return 0;
   // A record that starts before the time loop takes zero rows until the loop
@@ -114,8 +113,8 @@ int CCalc3D::ReportStepFailure(int nRes, int i) {
 }
 
 void CCalc3D::ReportStepProgress(int i, int n) {
-  const int nFirst = m_pApp ? m_pApp->m_nFirstPoint : m_nShot;
-  const int nLast = m_pApp ? m_pApp->m_nLastPoint : m_nShot;
+  const int nFirst = m_Set.m_nFirstPoint;
+  const int nLast = m_Set.m_nLastPoint;
   const float fShots = (float)(nLast - nFirst + 1);
   const float p = (float)(i + 1) / n;
   const int overall = (int)(((m_nShot - nFirst) / fShots + p / fShots) * 100);
@@ -130,8 +129,7 @@ int CCalc3D::Calculate() {
   remove(GetFileName(FILE_SNAP2D, ' ', false, false, 0));
   m_fTime = m_fT0;
   m_fSnapNext = m_fSnapT0;
-  if (m_pApp)
-    m_pApp->PrintModelingMethod();
+  calc_PrintModelingMethod(GetMethod(), m_nViscoL);
   if (GetGroupSize() > 1)
     return CalculateDistributed();
   return CalculateShared();
@@ -139,7 +137,7 @@ int CCalc3D::Calculate() {
 
 int CCalc3D::CalculateShared() {
   const int nMethod = GetMethod();
-  double fRecNext = m_pApp ? m_pApp->m_t0 : 0.0;
+  double fRecNext = m_Set.m_t0;
   const int n = (int)((m_fT1 - m_fT0) / m_fDt) + 1;
   const int s = m_nStart;
   Init3DSnapshots();

@@ -9,8 +9,6 @@
 #include <cstring>
 #include <new>
 
-#include "KelvoApp.h"
-
 namespace {
 
 double MB(double nFloats) { return nFloats * 4.0 / 1048576.0; }
@@ -112,8 +110,8 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
   const size_t m = GetCubeSize();
   const size_t nPlane = (size_t)std::max(m_nNx, m_nNy) * m_nNz;
   const int L = m_nViscoL;
-  const bool bQ = m_pApp && !m_pApp->m_strModelQ.IsEmpty();
-  const bool bBig = m_pApp && m_pApp->m_bBigSeismogram;
+  const bool bQ = !m_Set.m_strModelQ.IsEmpty();
+  const bool bBig = m_Set.m_bBigSeismogram;
 
   int G = 2 + (bQ ? 1 : 0);
   if (nMethod == METHOD_ELASTIC)
@@ -146,7 +144,7 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
   const double fTime = MB(2.0 * t * nCube);
   const double R = fModel + fPart + fVisco + fSeis + fPml + fTime;
 
-  const int nHostGB = m_pApp ? m_pApp->m_nHostMemoryGB : 0;
+  const int nHostGB = m_Set.m_nHostMemoryGB;
   double fAvail;
   if (nHostGB > 0) {
     fAvail = nHostGB * 1024.0;
@@ -182,10 +180,8 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
   }
 
   if (bEstimate) {
-    if (m_pApp) {
-      m_pApp->m_fMemAvailable = fAvail;
-      m_pApp->m_fMemRequired = R;
-    }
+    m_fMemAvailable = fAvail;
+    m_fMemRequired = R;
     return 0;
   }
 
@@ -223,16 +219,16 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
       m_pTxz = NewShifted(m, nSlot);
       m_pTyz = NewShifted(m, nSlot);
     }
-    if (nMethod > METHOD_ELASTIC && m_pApp) {
-      if (!m_pApp->m_strAnisEpsilon.IsEmpty())
+    if (nMethod > METHOD_ELASTIC) {
+      if (!m_Set.m_strAnisEpsilon.IsEmpty())
         m_pAnisEps = NewZeroed(m);
-      if (!m_pApp->m_strAnisDelta.IsEmpty())
+      if (!m_Set.m_strAnisDelta.IsEmpty())
         m_pAnisDelta = NewZeroed(m);
-      if (!m_pApp->m_strAnisGamma.IsEmpty())
+      if (!m_Set.m_strAnisGamma.IsEmpty())
         m_pAnisGamma = NewZeroed(m);
-      if (!m_pApp->m_strAnisAzimuth.IsEmpty())
+      if (!m_Set.m_strAnisAzimuth.IsEmpty())
         m_pAnisAlpha = NewZeroed(m);
-      if (!m_pApp->m_strAnisPhi.IsEmpty())
+      if (!m_Set.m_strAnisPhi.IsEmpty())
         m_pAnisPhi = NewZeroed(m);
     }
     if (nMethod > METHOD_ELASTIC) {
@@ -267,7 +263,7 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
     return CALC_NO_MEMORY;
   }
 
-  const int nLimit = m_pApp ? m_pApp->m_nMemoryLimit : 0;
+  const int nLimit = m_Set.m_nMemoryLimit;
   if (nLimit > 0 && nLimit < (int)R) {
     u_Error("Error! Required memory exceeds %d MB. Compuataion stops.\n", nLimit);
     return CALC_MEMORY_LIMIT;

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "Calc3D_OMP.h"
-#include "KelvoApp.h"
 
 namespace {
 
@@ -106,13 +105,13 @@ int CCalc3D_OMP::AllocateMemorySeismogram() {
   m_bBigSeisUsed = false;
   if (c == 0)
     return 0;
-  if (m_pApp && m_pApp->m_bBigSeismogram) {
-    const CString strFile = m_pApp->GetBigSeisFileName();
+  if (m_Set.m_bBigSeismogram) {
+    const CString strFile = m_Set.GetBigSeisFileName(m_nShot);
     FILE* fp = fopen(strFile, "wb");
     if (fp) {
       m_fpBigSeis.reset(fp, file_deleter);
       m_bBigSeisUsed = true;
-      const int32_t nMagic = kBigSeisMagic, nNode = m_pApp->m_nNode;
+      const int32_t nMagic = kBigSeisMagic, nNode = m_Set.m_nNode;
       const int64_t nCount = (int64_t)n;
       fwrite(&nMagic, sizeof(nMagic), 1, fp);
       fwrite(&nNode, sizeof(nNode), 1, fp);
@@ -120,7 +119,7 @@ int CCalc3D_OMP::AllocateMemorySeismogram() {
       c = n;
     } else {
       u_Error("Error! Unable to open file %s for writing. Using normal seismogram mode\n", (const char*)strFile);
-      m_pApp->m_bBigSeismogram = false;
+      m_Set.m_bBigSeismogram = false;
     }
   }
   u_Print("Allocating memory for seismogram (%g MB)...\n", 16.0 * c / 1048576.0);
@@ -167,7 +166,7 @@ int CCalc3D_OMP::RecordSeismogram() {
     nItems += fwrite(m_pSeisZ, sizeof(float), n, fp);
     nItems += fwrite(m_pSeisC, sizeof(float), n, fp);
     if (nItems != 4 * n) {
-      u_Error("Error! Unable to write to the seismic file %s.\n", (const char*)m_pApp->GetBigSeisFileName());
+      u_Error("Error! Unable to write to the seismic file %s.\n", (const char*)m_Set.GetBigSeisFileName(m_nShot));
       return 1;
     }
   }
@@ -176,8 +175,7 @@ int CCalc3D_OMP::RecordSeismogram() {
 }
 
 float* CCalc3D_OMP::GrabShotgather(char cComponent) {
-  const bool bFile =
-      m_pApp && m_pApp->m_bBigSeismogram && (m_fpBigSeis || m_pBigSeisRead || !m_pSeisZ || m_nSeisLen > 1);
+  const bool bFile = m_Set.m_bBigSeismogram && (m_fpBigSeis || m_pBigSeisRead || !m_pSeisZ || m_nSeisLen > 1);
   if (!bFile) {
     switch (cComponent) {
     case 'X': return m_pSeisX;
@@ -187,7 +185,7 @@ float* CCalc3D_OMP::GrabShotgather(char cComponent) {
     }
   }
 
-  const CString strFile = m_pApp->GetBigSeisFileName();
+  const CString strFile = m_Set.GetBigSeisFileName(m_nShot);
   m_fpBigSeis.reset();
   FILE* fp = fopen(strFile, "rb");
   if (!fp) {
@@ -210,9 +208,9 @@ float* CCalc3D_OMP::GrabShotgather(char cComponent) {
     u_Error("Error! Unable to read file '%s'.\n", (const char*)strFile);
     return nullptr;
   }
-  if (nMagic != kBigSeisMagic || nNode != m_pApp->m_nNode || nCount != (int64_t)n) {
+  if (nMagic != kBigSeisMagic || nNode != m_Set.m_nNode || nCount != (int64_t)n) {
     u_Error("Error! Unexpected format of file '%s' : %d!=%d or %d!=%d or %d!=%d.\n", (const char*)strFile, nMagic,
-            kBigSeisMagic, nNode, m_pApp->m_nNode, (int)nCount, (int)n);
+            kBigSeisMagic, nNode, m_Set.m_nNode, (int)nCount, (int)n);
     return nullptr;
   }
   int nBlock = 2;

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "calc3d/Calc3D.h"
-#include "run/KelvoApp.h"
 #include "run/TaskFile.h"
 
 // Whitespace-separated numbers of a list key; negative entries are dropped.
@@ -27,7 +26,7 @@ static double to_double(const char* p) { return atof(p); }
 
 int CCalc3D::ReadTask3D(const char* /*section*/, std::vector<CString>& lines) {
   const char* const SEC = "[modeling]";
-  const int nMethod = m_pApp ? m_pApp->m_nMethod : 101;
+  const int nMethod = m_Set.m_nMethod;
 
   m_cubeModel = CCubeR();
   get_parameter_double(lines, SEC, "X0", &m_cubeModel.x0);
@@ -49,7 +48,7 @@ int CCalc3D::ReadTask3D(const char* /*section*/, std::vector<CString>& lines) {
 
   m_nViscoL = 0;
   m_bApparentVelocity = false;
-  if (nMethod > 101 && m_pApp && !m_pApp->m_strModelQ.IsEmpty()) {
+  if (nMethod > 101 && !m_Set.m_strModelQ.IsEmpty()) {
     get_parameter_int(lines, "[ViscoElastic]", "L", &m_nViscoL);
     if (m_nViscoL < 1 || m_nViscoL > 10)
       m_nViscoL = 0;
@@ -97,7 +96,6 @@ int CCalc3D::ReadTask3D(const char* /*section*/, std::vector<CString>& lines) {
   if (nMethod > 101)
     get_parameter_bool(lines, "[Source]", "SuppressSV", &m_bSuppressSV);
 
-  m_Signal.m_pApp = m_pApp;
   int rc = m_Signal.LoadParamsFromIniFile(lines);
   if (rc != 0)
     return rc;

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <new>
 
-#include "run/KelvoApp.h"
 #include "run/TaskFile.h"
 #include "seisfile/SdsPC.h"
 
@@ -173,9 +172,9 @@ int CSignal3D::GenerateFromFile(double dt, float fAmp, double& fT0) {
 }
 
 void CSignal3D::DumpDebug(double dt, double fT0) {
-  if (!m_pApp || !m_pApp->m_bDebug || m_pApp->m_nNode != 1)
+  if (!m_bDumpDebug || m_nNode != 1)
     return;
-  CString strName(0, "%ssignal3d.txt", m_pApp->m_strOutputDir.c_str());
+  CString strName(0, "%ssignal3d.txt", m_strDumpDir.c_str());
   FILE* fp = fopen(strName, "wt");
   if (!fp)
     return;

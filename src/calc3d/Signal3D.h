@@ -5,8 +5,6 @@
 
 #include "common.h"
 
-class CKelvoApp;
-
 // Source types: where the signal of a shot is injected.
 enum {
   SOURCE_OMNI = 0,
@@ -49,7 +47,11 @@ public:
   int m_nLen = 0;
   int m_nSignalMode = 0;
   double m_fDelay = 0;
-  CKelvoApp* m_pApp = nullptr;
+  // The debug dump of the signal (signal3d.txt in m_strDumpDir) is written
+  // only with m_bDumpDebug set, by node 1.
+  bool m_bDumpDebug = false;
+  int m_nNode = 0;
+  CString m_strDumpDir;
 
 private:
   int GenerateRicker(double dt, float fAmp, double& fT0);

@@ -8,7 +8,6 @@
 #include <cmath>
 
 #include "calc3d/Calc3D.h"
-#include "run/KelvoApp.h"
 
 namespace {
 
@@ -89,8 +88,8 @@ int CCalc3D::CalculateDistributed() {
   const int nRank = GetGroupRank();
   const bool bFirst = nRank == 0;
   const bool bLast = nRank == GetGroupSize() - 1;
-  const int nNode = m_pApp ? m_pApp->m_nNode : g_nNode;
-  double fRecNext = m_pApp ? m_pApp->m_t0 : 0.0;
+  const int nNode = m_Set.m_nNode;
+  double fRecNext = m_Set.m_t0;
   const int n = (int)((m_fT1 - m_fT0) / m_fDt) + 1;
   const int nStressFields = nMethod > METHOD_ACOUSTIC ? 6 : 1;
   Init3DSnapshots();

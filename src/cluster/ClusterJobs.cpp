@@ -59,18 +59,19 @@ int CKelvoApp::MPI_RunMaster() {
         send_place(-1, -1, w);
       return -1;
     }
-    fNeed = std::max(fNeed, m_fMemRequired);
+    fNeed = std::max(fNeed, pCalc->m_fMemRequired);
   }
 
   // Group size from the memory need, unless the task sets it.
-  double fAvail = m_fMemAvailable * 0.9;
+  double fAvail = pCalc->m_fMemAvailable * 0.9;
   if (m_nMemoryLimit > 0) {
     u_Warning("Memory limit is set. Assuming %d MB available per node instead of actual %g MB\n", m_nMemoryLimit,
-              m_fMemAvailable);
+              pCalc->m_fMemAvailable);
     fAvail = m_nMemoryLimit;
   }
   const int g = CClusterPlan::GroupSize(fNeed, fAvail, m_nGroupSize);
   m_nGroupSize = g;
+  ShareCalcSettings();
   CClusterPlan plan;
   plan.Partition(nWorkers, g);
   std::vector<int>& vLeaders = plan.m_vLeaders;
@@ -182,6 +183,7 @@ int CKelvoApp::MPI_RunSlave() {
     return -1;
   m_nGroupSize = place[0];
   m_nGroupRank = place[1];
+  ShareCalcSettings();
   const bool bGroup = m_nGroupSize > 1;
   const int nLeader = m_nNode - m_nGroupRank;
   if (bGroup) {

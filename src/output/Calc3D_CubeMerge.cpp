@@ -4,21 +4,21 @@
 #include <vector>
 
 #include "calc3d/Calc3D.h"
-#include "run/KelvoApp.h"
 
 namespace {
 enum { TAG_CUBE_COUNT = 120, TAG_CUBE_DATA = 121 };
 }
 
-int CCalc3D::MergeDistributedCube(CKelvoApp* pApp, const CCubeN& box, int* pnOut, float* pLocal, float** ppMerged) {
+int CCalc3D::MergeDistributedCube(const CCalcSettings& set, const CCubeN& box, int* pnOut, float* pLocal,
+                                  float** ppMerged) {
   *pnOut = 0;
   // The first axis of the box (x slots) counts planes; a plane is b x c floats.
   const int a = box.x1 - box.x0 + 1;
   const size_t nPlane = (size_t)(box.y1 - box.y0 + 1) * (size_t)(box.z1 - box.z0 + 1);
-  const int nNode = pApp->m_nNode;
+  const int nNode = set.m_nNode;
 
-  if (pApp->m_nGroupRank > 0) {
-    const int nLeader = nNode - pApp->m_nGroupRank;
+  if (set.m_nGroupRank > 0) {
+    const int nLeader = nNode - set.m_nGroupRank;
     if (!pLocal) {
       u_Warning("Warning! MergeDistributedCube(): Unable to acquire a cube from compute device.\n");
       int zero = 0;
@@ -31,7 +31,7 @@ int CCalc3D::MergeDistributedCube(CKelvoApp* pApp, const CCubeN& box, int* pnOut
     return 0;
   }
 
-  const int nGroupSize = pApp->m_nGroupSize;
+  const int nGroupSize = set.m_nGroupSize;
   if (nGroupSize < 2)
     return 0;
   std::vector<int> vCounts(nGroupSize, 0);

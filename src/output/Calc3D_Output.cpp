@@ -6,7 +6,6 @@
 
 #include "calc3d/Calc3D.h"
 #include "output/GatherWriter.h"
-#include "run/KelvoApp.h"
 #include "seisfile/SdsPC.h"
 
 namespace {
@@ -86,7 +85,7 @@ int CCalc3D::SaveShotgather(const char* path, char cComponent) {
                              &m_vRcvCrossline, &m_vRcvTraceId, &m_vRcvFileId);
   }
 
-  const int nNode = m_pApp->m_nNode;
+  const int nNode = m_Set.m_nNode;
   const int nGroupRank = GetGroupRank();
   const int nLeader = nNode - nGroupRank;
   const size_t nLen = m_nSeisLen;
@@ -233,9 +232,9 @@ int CCalc3D::SaveShotgatherBuf(const char* path, size_t nTraces, size_t nSamples
   CGatherWriter writer;
   writer.m_ptShot = m_ptShot;
   writer.m_nShot = m_nShot;
-  writer.m_nShotId = m_pApp ? m_pApp->m_Survey.GetActiveShotId() : m_nShot;
-  writer.m_t0 = m_pApp ? m_pApp->m_t0 : 0.0;
-  writer.m_dt = m_pApp ? m_pApp->m_dt : 0.0;
+  writer.m_nShotId = m_nShotId;
+  writer.m_t0 = m_Set.m_t0;
+  writer.m_dt = m_Set.m_dt;
   return writer.Write(path, nTraces, nSamples, pData, receivers, pInline, pCrossline, pTraceId, pFileId);
 }
 
@@ -256,7 +255,7 @@ int CCalc3D::SaveTimeField(const char* szFile, int nType) {
     // The planes (depth) go on the first axis of the box.
     CCubeN box(0, 0, 0, nz - 1, m_nTimeNy - 1, m_nTimeNx - 1);
     int nOut = 0;
-    const int nMerge = MergeDistributedCube(m_pApp, box, &nOut, pLocal, &pMerged);
+    const int nMerge = MergeDistributedCube(m_Set, box, &nOut, pLocal, &pMerged);
     if (nMerge != 0)
       return nMerge;
     if (nOut <= 0 || !pMerged) {

@@ -8,7 +8,6 @@
 
 #include "calc3d/Calc3D.h"
 #include "output/Biline.h"
-#include "run/KelvoApp.h"
 #include "seisfile/SdsPC.h"
 
 namespace {
@@ -134,7 +133,7 @@ int CCalc3D::AppendZpl2DSnapshot(const char* szFile, char /*cPlane*/, const char
     return bOk ? 0 : 1;
   }
 
-  const int nNode = m_pApp->m_nNode;
+  const int nNode = m_Set.m_nNode;
   const int nRank = GetGroupRank();
   if (nRank > 0) {
     int nRows = nzs;
@@ -230,7 +229,7 @@ void Save3DSnapshot(CCalc3D& calc, const char* szFile, char cComponent, double f
     float* pMerged = nullptr;
     int nOut = 0;
     CCubeN box(0, 0, 0, nzs - 1, nys - 1, nxs - 1);
-    CCalc3D::MergeDistributedCube(calc.m_pApp, box, &nOut, pBuf, &pMerged);
+    CCalc3D::MergeDistributedCube(calc.m_Set, box, &nOut, pBuf, &pMerged);
     delete[] pBuf;
     pBuf = pMerged;
     if (calc.GetGroupRank() > 0 || nOut <= 0 || !pBuf) {
@@ -268,7 +267,7 @@ int CCalc3D::Save3DSnapshots() {
   m_fSnap3DLast = m_fTime;
   for (const char* p = m_szSnap3DComponents; *p; p++) {
     CString strName = GetFileName(FILE_SNAP3D, *p, false, false, t);
-    Save3DSnapshot(*this, strName, *p, m_fSnap3DDx, m_fSnap3DDy, m_fSnap3DDz, m_pApp && m_pApp->m_bDebug);
+    Save3DSnapshot(*this, strName, *p, m_fSnap3DDx, m_fSnap3DDy, m_fSnap3DDz, m_Set.m_bDebug);
   }
   return 0;
 }

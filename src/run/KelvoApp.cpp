@@ -19,33 +19,41 @@ void CKelvoApp::DestroyCalc() {
   m_pCalc1D = nullptr;
 }
 
-CString CKelvoApp::GetBigSeisFileName() { return CString(0, "BigSeis-%d(%d).bin", m_nNode, m_nCurShot); }
+CString CKelvoApp::GetBigSeisFileName() { return CCalcSettings::BigSeisFileName(m_nNode, m_nCurShot); }
 
-int CKelvoApp::GetSeismogramTraceLen() {
-  if (m_dt <= 0)
-    return 1;
-  return (int)((m_t1 - m_t0) / m_dt + 0.5) + 1;
-}
+int CKelvoApp::GetSeismogramTraceLen() { return CCalcSettings::SeismogramTraceLen(m_t0, m_t1, m_dt); }
 
 void CKelvoApp::PrintModelingMethod() {
   int nViscoL = 0;
   if (m_pCalc3D && m_nMethod != METHOD_VERTICAL_INCIDENCE)
     nViscoL = m_pCalc3D->m_nViscoL;
-  const bool bVisco = nViscoL >= 1;
-  const char* sz = "3D ACOUSTIC MODELING STARTED\n";
-  switch (m_nMethod) {
-  case METHOD_VERTICAL_INCIDENCE: sz = "1D VERTICAL INCIDENCE MODELING STARTED\n"; break;
-  case METHOD_ELASTIC: sz = bVisco ? "3D VISCOELASTIC MODELING STARTED\n" : "3D ELASTIC MODELING STARTED\n"; break;
-  case METHOD_ORTHORHOMBIC:
-    sz = bVisco ? "3D VISCOELASTIC ORTHOROMBIC ANISOTROPIC MODELING STARTED\n"
-                : "3D ELASTIC ORTHOROMBIC ANISOTROPIC MODELING STARTED\n";
-    break;
-  case METHOD_ANISOTROPIC:
-    sz = bVisco ? "3D VISCOELASTIC ANISOTROPIC MODELING STARTED\n" : "3D ELASTIC ANISOTROPIC MODELING STARTED\n";
-    break;
-  default: break;
-  }
-  u_Line();
-  u_CenterPrint("%s", sz);
-  u_Line();
+  calc_PrintModelingMethod(m_nMethod, nViscoL);
+}
+
+CCalcSettings CKelvoApp::GetCalcSettings() const {
+  CCalcSettings s;
+  s.m_nMethod = m_nMethod;
+  s.m_nNode = m_nNode;
+  s.m_nGroupSize = m_nGroupSize;
+  s.m_nGroupRank = m_nGroupRank;
+  s.m_nFirstPoint = m_nFirstPoint;
+  s.m_nLastPoint = m_nLastPoint;
+  s.m_t0 = m_t0, s.m_dt = m_dt, s.m_t1 = m_t1;
+  s.m_strOutputDir = m_strOutputDir;
+  s.m_strModelPW = m_strModelPW, s.m_strModelSW = m_strModelSW, s.m_strModelD = m_strModelD;
+  s.m_strModelQ = m_strModelQ;
+  s.m_strAnisEpsilon = m_strAnisEpsilon, s.m_strAnisDelta = m_strAnisDelta, s.m_strAnisGamma = m_strAnisGamma;
+  s.m_strAnisPhi = m_strAnisPhi, s.m_strAnisAzimuth = m_strAnisAzimuth;
+  s.m_bModelUseElevation = m_bModelUseElevation;
+  s.m_bBigSeismogram = m_bBigSeismogram;
+  s.m_bRecovery = m_bRecovery;
+  s.m_bDebug = m_bDebug;
+  s.m_nMemoryLimit = m_nMemoryLimit;
+  s.m_nHostMemoryGB = m_nHostMemoryGB;
+  return s;
+}
+
+void CKelvoApp::ShareCalcSettings() {
+  if (m_pCalc3D)
+    m_pCalc3D->m_Set = GetCalcSettings();
 }

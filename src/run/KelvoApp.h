@@ -5,21 +5,12 @@
 #include <vector>
 
 #include "ShotTally.h"
+#include "calc3d/CalcSettings.h"
 #include "common.h"
 #include "survey/Survey3D.h"
 
 class CCalc3D;
 class CCalc1D;
-
-// Modelling methods; the values are ordered (above 101: S waves, above 102:
-// anisotropy).
-enum {
-  METHOD_VERTICAL_INCIDENCE = 100,
-  METHOD_ACOUSTIC = 101,
-  METHOD_ELASTIC = 102,
-  METHOD_ORTHORHOMBIC = 103,
-  METHOD_ANISOTROPIC = 104,
-};
 
 class CKelvoApp {
 public:
@@ -50,8 +41,6 @@ public:
   int m_nSmoothModel = 2;
   int m_nThreads = 0;
   int m_nCPUs = 0;
-  double m_fMemAvailable = 0; // MB on this node, from a memory probe
-  double m_fMemRequired = 0;  // MB for the probed shot
   bool m_bUseCUDA = false;
   int m_nGPUCount = 0;
   int m_nDevice = 0;
@@ -89,6 +78,12 @@ public:
   int InitGPU();
   CString GetBigSeisFileName();
   int GetSeismogramTraceLen();
+  // What the 3-D engine is told of the job, as the run stands now.
+  CCalcSettings GetCalcSettings() const;
+  // Hands the settings to the 3-D calculation object, if there is one; called
+  // whenever a field they copy changes (task read, range settled, place in a
+  // group, next shot).
+  void ShareCalcSettings();
 
   // Runs the pipeline of one 3-D shot. 0 when the shot is done or is to be
   // skipped (outside the zone, no such shot), else the failing step's result.

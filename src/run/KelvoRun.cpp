@@ -27,6 +27,7 @@ int CKelvoApp::RunShot(int nShot) {
   CCalc3D* pCalc = m_pCalc3D;
   m_nCurShot = nShot;
   m_nShotOutcome = 0;
+  ShareCalcSettings();
   if (!pCalc->IsCalcNeeded(nShot)) {
     m_Tally.Note(nShot, 0);
     return 0;
@@ -108,6 +109,7 @@ int CKelvoApp::LoadSurveyGeometry() {
 
   if (SettleShotRange(m_Survey.GetMinShot(), m_Survey.GetMaxShot()) != 0)
     return -1;
+  ShareCalcSettings();
   if (m_pCalc3D->ValidateCommon() != 0)
     return 1;
   return 0;

@@ -211,7 +211,6 @@ int CKelvoApp::ReadTaskLines(std::vector<CString>& lines) {
     delete m_pCalc3D;
     // Only the host backend is built in; InitGPU has cleared m_bUseCUDA.
     m_pCalc3D = new CCalc3D_OMP();
-    m_pCalc3D->m_pApp = this;
     m_pCalc3D->m_nStart = m_nMethod == METHOD_ANISOTROPIC ? 3 : 2;
     if (m_nFirstPoint == 0)
       get_parameter_int(lines, SEC_MODELING, "First Point", &m_nFirstPoint);
@@ -233,6 +232,7 @@ int CKelvoApp::ReadTaskLines(std::vector<CString>& lines) {
     m_nGroupSize = (nGroupSize > 0 && nGroupSize < m_nSize) ? nGroupSize : 0;
     m_bBigSeismogram = false;
     get_parameter_bool(lines, "[MPI]", "Big Seismogram", &m_bBigSeismogram);
+    ShareCalcSettings();
     rc = m_pCalc3D->ReadTask3D(strSection, lines);
     if (rc != 0)
       return rc;

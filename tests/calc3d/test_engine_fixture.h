@@ -34,9 +34,8 @@ struct Homogeneous {
   // velocity of each point.
   void Build(int nx, int ny, int nz, bool bPml, double h, double dt, double vp, double rho, double f = 20.0,
              float (*vpAt)(int, int, int) = nullptr) {
-    app.m_nMethod = METHOD_ACOUSTIC;
-    app.m_nFirstPoint = app.m_nLastPoint = 1;
-    calc.m_pApp = &app;
+    calc.m_Set.m_nMethod = METHOD_ACOUSTIC;
+    calc.m_Set.m_nFirstPoint = calc.m_Set.m_nLastPoint = 1;
     calc.m_nShot = 1;
     calc.m_bPML = bPml;
     calc.m_nFrame = bPml ? 26 : 38;
@@ -98,9 +97,9 @@ struct Homogeneous {
     calc.m_nActiveY1 = y + 1;
     calc.m_nActiveDelay = 0;
     calc.m_vRcvIdx = rcv;
-    app.m_t0 = 0;
-    app.m_dt = dt;
-    app.m_t1 = t1;
+    calc.m_Set.m_t0 = 0;
+    calc.m_Set.m_dt = dt;
+    calc.m_Set.m_t1 = t1;
     calc.m_nSeisLen = (size_t)(t1 / dt + 0.5) + 1;
     calc.m_nSeisStep = 0;
     calc.AllocateMemorySeismogram();

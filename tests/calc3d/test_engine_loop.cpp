@@ -41,10 +41,9 @@ struct LoopSetup {
   CKelvoApp app;
   CLoggingCalc c;
   LoopSetup(int n, double t0, double t1, double dt, int nSignal) {
-    app.m_nMethod = METHOD_ACOUSTIC;
-    app.m_nFirstPoint = app.m_nLastPoint = 1;
-    app.m_t0 = 0, app.m_dt = 0.004, app.m_t1 = t1;
-    c.m_pApp = &app;
+    c.m_Set.m_nMethod = METHOD_ACOUSTIC;
+    c.m_Set.m_nFirstPoint = c.m_Set.m_nLastPoint = 1;
+    c.m_Set.m_t0 = 0, c.m_Set.m_dt = 0.004, c.m_Set.m_t1 = t1;
     c.m_nShot = 1;
     c.m_nNx = c.m_nNy = c.m_nNz = c.m_nNzAll = n;
     c.m_nZ1 = n - 1;
@@ -77,7 +76,7 @@ TEST(EngineLoop, StepsSignalRecordsTimeFieldAndFailures) {
   // A record interval that is no multiple of the step: each record at the
   // first step whose end time reaches its time, without interpolation.
   LoopSetup r(30, -0.002, 0.02, 0.001, 0);
-  r.app.m_dt = 0.0025;
+  r.c.m_Set.m_dt = 0.0025;
   ASSERT_EQ(0, r.c.CalculateShared());
   const std::vector<double> expected = {0.0, 0.003, 0.005, 0.008, 0.010, 0.013, 0.015, 0.018, 0.020};
   ASSERT_EQ(r.c.recordTimes.size(), expected.size());

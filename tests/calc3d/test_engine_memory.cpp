@@ -6,8 +6,8 @@
 namespace {
 
 void SetGrid(CCalc3D_OMP& c, CKelvoApp& app, int n, bool bPml) {
-  app.m_nMethod = METHOD_ACOUSTIC;
-  c.m_pApp = &app;
+  (void)app;
+  c.m_Set.m_nMethod = METHOD_ACOUSTIC;
   c.m_bPML = bPml;
   c.m_nFrame = bPml ? 26 : 38;
   c.m_nNx = c.m_nNy = c.m_nNz = c.m_nNzAll = n, c.m_nZ0 = 0, c.m_nZ1 = n - 1;
@@ -39,7 +39,7 @@ TEST(EngineMemory, EstimateOfTheMemoryPlan) {
     EXPECT_EQ(c.m_nPmlCountZ, slab);
     const double m = (double)n * n * n;
     pml[k] = MB(12.0 * 3 * slab);
-    need[k] = app.m_fMemRequired;
+    need[k] = c.m_fMemRequired;
     EXPECT_NEAR(need[k], MB(2 * m) + MB(4 * m) + seis + pml[k], 1e-6);
   }
   EXPECT_NEAR(pml[1] / pml[0], 4.0, 1e-9);
@@ -52,19 +52,19 @@ TEST(EngineMemory, EstimateOfTheMemoryPlan) {
   c.m_vRcvIdx.assign(1000, 0);
   c.m_nSeisLen = 5000;
   c.AllocateMemory(true, true);
-  const double full = app.m_fMemRequired;
-  app.m_bBigSeismogram = true;
+  const double full = c.m_fMemRequired;
+  c.m_Set.m_bBigSeismogram = true;
   c.AllocateMemory(true, true);
-  EXPECT_NEAR(full - app.m_fMemRequired, 4 * MB(1000.0 * 5000) - 4 * MB(1000.0), 1e-6);
+  EXPECT_NEAR(full - c.m_fMemRequired, 4 * MB(1000.0 * 5000) - 4 * MB(1000.0), 1e-6);
 }
 
 TEST(EngineMemory, LimitAndShortage) {
   CKelvoApp app;
   CCalc3D_OMP c;
   SetGrid(c, app, 100, true);
-  app.m_nMemoryLimit = 10; // MB
+  c.m_Set.m_nMemoryLimit = 10; // MB
   EXPECT_EQ(CALC_MEMORY_LIMIT, c.AllocateMemory(false, true));
-  app.m_nMemoryLimit = 0;
+  c.m_Set.m_nMemoryLimit = 0;
   ASSERT_EQ(0, c.AllocateMemory(false, true));
   // Every array of the method is there and writable to its end.
   const size_t m = c.GetCubeSize();

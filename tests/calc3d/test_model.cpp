@@ -26,10 +26,9 @@ TEST_F(ModelTestDir, AcousticCoefficientsExactOnBothSurfaces) {
   auto rho = [](int x, int, int z) { return z < 3 ? 0.0f : 1800.0f + 20 * z + x; };
   ASSERT_TRUE(WriteSegyModel("vp.sgy", NX, NY, NZ, 0, 0, 10, vp));
   ASSERT_TRUE(WriteSegyModel("rho.sgy", NX, NY, NZ, 0, 0, 10, rho));
-  m_app.m_nMethod = 101;
-  m_app.m_nSmoothModel = 0;
-  m_app.m_strModelPW = "vp.sgy";
-  m_app.m_strModelD = "rho.sgy";
+  m_calc.m_Set.m_nMethod = 101;
+  m_calc.m_Set.m_strModelPW = "vp.sgy";
+  m_calc.m_Set.m_strModelD = "rho.sgy";
   const float kc = (float)(0.001 / 10 / 15000), kb = (float)(0.001 / 10 * 15000);
   for (int surf = 0; surf < 2; surf++) {
     m_calc.SetGrid(NX + 2 * F, NY + 2 * F, NZ + 2 * F, 10, F);
@@ -66,7 +65,7 @@ TEST_F(ModelTestDir, AcousticCoefficientsExactOnBothSurfaces) {
 #endif
 
 TEST_F(ModelTestDir, InvisibleSurfaceContinuesMediumUpwards) {
-  m_app.m_nMethod = 102;
+  m_calc.m_Set.m_nMethod = 102;
   m_calc.SetGrid(4, 1, 12, 10, 0);
   m_calc.m_bPML = false;
   ASSERT_EQ(m_calc.AllocateMemory(false, true), 0);

@@ -44,8 +44,7 @@ class ModelCubeTest : public ModelTestDir {
 protected:
   void SetUp() override {
     ModelTestDir::SetUp();
-    m_app.m_nMethod = 101;
-    m_app.m_nSmoothModel = 0;
+    m_calc.m_Set.m_nMethod = 101;
     m_calc.m_fH = 10;
     m_calc.m_fDt = 0.001;
     m_calc.m_nFrame = F;
@@ -58,8 +57,8 @@ protected:
   // model: the first failing status, or 0. The log since the last call
   // goes to m_strLog.
   int Prepare(const std::string& vp, const std::string& rho, double fMargin = 0, double fZ1 = UNSET_VALUE) {
-    m_app.m_strModelPW = vp.c_str();
-    m_app.m_strModelD = rho.c_str();
+    m_calc.m_Set.m_strModelPW = vp.c_str();
+    m_calc.m_Set.m_strModelD = rho.c_str();
     m_calc.m_cubeModel = CCubeR();
     m_calc.m_cubeModel.x0 = 1000;
     m_calc.m_cubeModel.y0 = 2000;

@@ -74,11 +74,9 @@ public:
 class ModelTestDir : public ScratchDirTest {
 protected:
   void SetUp() override {
-    m_calc.m_pApp = &m_app;
-    m_calc.m_Signal.m_pApp = &m_app;
-    m_app.m_t0 = 0;
-    m_app.m_dt = 0.002;
-    m_app.m_t1 = 1.0;
+    m_calc.m_Set.m_t0 = 0;
+    m_calc.m_Set.m_dt = 0.002;
+    m_calc.m_Set.m_t1 = 1.0;
   }
   void TearDown() override { m_calc.FreeMemory(true, true, true, true, true); }
 

@@ -88,8 +88,7 @@ TEST(PmlAbsorption, SlabsTakeTheVelocityOfTheirOwnPoint) {
   Homogeneous g;
   auto vp = [](int x, int y, int z) { return (float)(2000 + 7 * x + 5 * y + 3 * z); };
   const int n = 52, N = 21, s = 2;
-  g.app.m_nMethod = METHOD_ACOUSTIC;
-  g.calc.m_pApp = &g.app;
+  g.calc.m_Set.m_nMethod = METHOD_ACOUSTIC;
   g.calc.m_nNx = n, g.calc.m_nNy = n + 2, g.calc.m_nNz = n + 4, g.calc.m_nNzAll = n + 4;
   g.calc.m_nZ0 = 0, g.calc.m_nZ1 = n + 3;
   g.calc.m_nFrame = 26, g.calc.m_nPML = N, g.calc.m_nStart = s;

@@ -69,6 +69,8 @@ TEST(GroupGather, LeaderWritesAllTracesInRankOrder) {
   MPI_Bcast(szDir, sizeof(szDir), MPI_CHAR, 0, MPI_COMM_WORLD);
 
   CCalc3D_OMP calc;
+  calc.m_Set = m_job.GetCalcSettings();
+  calc.m_nShotId = m_job.m_Survey.GetActiveShotId();
   calc.m_nShot = 1, calc.m_ptShot = C3DPointR(500, 0, 10);
   calc.m_nSeisLen = kLen, calc.m_nTraces = kTraces;
   const int n = kOwn[g_nNode];

@@ -43,7 +43,7 @@ TEST_F(ReadTaskTest, MinimalAcousticTaskAndDefaults) {
   EXPECT_DOUBLE_EQ(1.5, m_app->m_t1);
   EXPECT_DOUBLE_EQ(0.004, m_app->m_dt);
   ASSERT_NE(nullptr, m_app->m_pCalc3D);
-  EXPECT_EQ(m_app.get(), Calc().m_pApp);
+  EXPECT_DOUBLE_EQ(0.004, Calc().m_Set.m_dt); // the engine was handed the job's settings
   EXPECT_EQ((std::vector<int>{2, 26, 21}), (std::vector<int>{Calc().m_nStart, Calc().m_nFrame, Calc().m_nPML}));
   EXPECT_TRUE(Calc().m_bPML);
   EXPECT_TRUE(Calc().m_cubeModel.IsEmpty());
