@@ -1,5 +1,6 @@
 // Model building: loading model components onto the computation grid and
 // turning velocities and density into the coefficients of the scheme.
+#include <algorithm>
 #include <cmath>
 #include <new>
 #include <vector>
@@ -7,6 +8,7 @@
 #include "calc3d/Calc3D.h"
 #include "calc3d/Calc3DModelCube.h"
 #include "calc3d/ModelCorrelation.h"
+#include "calc3d/ViscoCalc.h"
 #include "seisfile/SdsPC.h"
 
 namespace {
@@ -306,7 +308,48 @@ int CCalc3D::SmoothModelComponent(float*, int) { return 0; }
 int CCalc3D::PrepareViscoElasticModel() {
   if (m_nViscoL < 1)
     return 0;
-  u_Warning("Warning! Viscoelastic mechanisms are not supported by this build: attenuation is "
-            "ignored.\n");
+  u_Print("Preparing viscoelastic mesh...\n");
+  if (!m_pVisco) {
+    u_Error("Error! Internal error creating visco-elastic mesh.\n");
+    return -1;
+  }
+  if (!m_pQ || !m_pK || !m_pMu) {
+    u_Error("Error! Insufficient data to generate visco-elastic mesh.\n");
+    return -1;
+  }
+  const int L = std::min(m_nViscoL, 10);
+  const double f = m_Signal.m_fFrequency;
+  const size_t nPlane = (size_t)m_nNx * m_nNy;
+#pragma omp parallel
+  {
+    // Each thread keeps its own calculator and the mechanisms of its last Q:
+    // blocky models compute them once per block.
+    CViscoCalc visco;
+    float tauP[10], tauS[10], tauSigma[10];
+    float fLastQ = UNSET_VALUE;
+#pragma omp for schedule(static)
+    for (int z = 0; z < m_nNz; z++) {
+      for (size_t i = z * nPlane; i < (z + 1) * nPlane; i++) {
+        float* pRec = m_pVisco + i * L * 3;
+        const float q = m_pQ[i];
+        float vp = m_pK[i], vs = m_pMu[i];
+        if (q < 3 || q > 10000) {
+          for (int l = 0; l < L; l++)
+            pRec[3 * l] = 0, pRec[3 * l + 1] = 0, pRec[3 * l + 2] = 1;
+          continue;
+        }
+        if (std::fabs(q - fLastQ) > 0.01f) {
+          visco.InitViscoParams(f, L, q, q, tauP, tauS, tauSigma, m_bApparentVelocity, vp, vs);
+          fLastQ = q;
+        } else if (m_bApparentVelocity && q > 3) {
+          visco.GetCorrectedVelocity(f, L, q, q, vp, vs, vp, vs);
+        }
+        m_pK[i] = vp;
+        m_pMu[i] = vs;
+        for (int l = 0; l < L; l++)
+          pRec[3 * l] = tauP[l], pRec[3 * l + 1] = tauS[l], pRec[3 * l + 2] = tauSigma[l];
+      }
+    }
+  }
   return 0;
 }
