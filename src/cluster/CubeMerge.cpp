@@ -4,10 +4,7 @@
 #include <vector>
 
 #include "calc3d/Calc3D.h"
-
-namespace {
-enum { TAG_CUBE_COUNT = 120, TAG_CUBE_DATA = 121 };
-}
+#include "cluster/MessageTags.h"
 
 int CCalc3D::MergeDistributedCube(const CCalcSettings& set, const CCubeN& box, int* pnOut, float* pLocal,
                                   float** ppMerged) {
