@@ -161,8 +161,16 @@ public:
   int ReportStepFailure(int nRes, int i);
   // The progress line after step i of n.
   void ReportStepProgress(int i, int n);
+  // Collects a cube split by depth at the group's leader (cluster/CubeMerge.cpp).
   static int MergeDistributedCube(const CCalcSettings& set, const CCubeN& box, int* pnOut, float* pLocal,
                                   float** ppMerged);
+  // Collects the rows of a vertical section split by depth at the leader: a
+  // member sends its nRows rows of nComp components (nComp blocks of nRows x
+  // nRowLen floats in pLocal) and gets null; the leader gets the section of
+  // nRowsAll rows, its own on top, in a new[] block the caller deletes, or
+  // null when memory ran out (reported).
+  static float* MergeDistributedRows(const CCalcSettings& set, const float* pLocal, int nComp, int nRowLen, int nRows,
+                                     int nRowsAll);
 
   // ---- Model building ------------------------------------------------
   int InitModel();
@@ -190,6 +198,9 @@ public:
   // ---- Results ---------------------------------------------------------
   int SaveResults();
   int SaveShotgather(const char* path, char cComponent);
+  // The gather of a depth group: members send their traces, the leader
+  // writes them all (cluster/GroupGather.cpp).
+  int SaveShotgatherDistributed(const char* path, char cComponent);
   int SaveShotgatherBuf(const char* path, size_t nTraces, size_t nSamples, float* pData,
                         std::vector<C3DPointR>& receivers, std::vector<int>* pInline, std::vector<int>* pCrossline,
                         std::vector<int>* pTraceId, std::vector<int>* pFileId);

@@ -1,47 +1,15 @@
 // The stability limit of the scheme, checked for each shot before its time
 // loop: a time step above it gives no NaN in a short record, only amplitudes
 // that grow without bound.
-#include <mpi.h>
-
-#include <algorithm>
 #include <cmath>
 
 #include "Calc3D.h"
 #include "FDScheme.h"
 
-namespace {
-
-// Member to leader: the largest P velocity of its slab; leader to members:
-// that of the whole group.
-const int TAG_VMAX_UP = 160, TAG_VMAX_DOWN = 161;
-
-} // namespace
-
 double CCalc3D::CourantLimit() {
   // The staggered fourth-order operator in three dimensions is stable while
   // v dt / h * sqrt(3) * (|beta1| + |beta2|) stays at or below 1.
   return 1.0 / (std::sqrt(3.0) * (std::fabs((double)fd::kBeta1) + std::fabs((double)fd::kBeta2)));
-}
-
-float CCalc3D::GroupMaxVp() {
-  float fMax = m_fMaxVp;
-  if (GetGroupSize() < 2)
-    return fMax;
-  const int nRank = GetGroupRank(), nSize = GetGroupSize(), nNode = m_Set.m_nNode;
-  MPI_Status st;
-  if (nRank == 0) {
-    for (int r = 1; r < nSize; r++) {
-      float f = 0;
-      MPI_Recv(&f, 1, MPI_FLOAT, nNode + r, TAG_VMAX_UP, MPI_COMM_MT, &st);
-      fMax = std::max(fMax, f);
-    }
-    for (int r = 1; r < nSize; r++)
-      MPI_Send(&fMax, 1, MPI_FLOAT, nNode + r, TAG_VMAX_DOWN, MPI_COMM_MT);
-  } else {
-    MPI_Send(&fMax, 1, MPI_FLOAT, nNode - nRank, TAG_VMAX_UP, MPI_COMM_MT);
-    MPI_Recv(&fMax, 1, MPI_FLOAT, nNode - nRank, TAG_VMAX_DOWN, MPI_COMM_MT, &st);
-  }
-  return fMax;
 }
 
 int CCalc3D::CheckCourant() {

@@ -9,10 +9,9 @@
 
 #include "calc3d/Calc3D.h"
 #include "cluster/ClusterPlan.h"
+#include "cluster/MessageTags.h"
 #include "common.h"
 #include "run/KelvoApp.h"
-
-enum { TAG_JOB_SHOT = 30, TAG_JOB_DONE = 31, TAG_JOB_PLACE = 32 };
 
 static void send_int(int nValue, int nDest, int nTag) { MPI_Send(&nValue, 1, MPI_INT, nDest, nTag, MPI_COMM_MT); }
 
@@ -36,6 +35,69 @@ static void print_memory(const char* szLabel, double f) {
     u_Print("%s< 100 MB\n", szLabel);
   else
     u_Print("%s= %d MB\n", szLabel, round_up_mb(f));
+}
+
+// Hands out shots nFirst..nLast to the leaders, one at a time, to whichever
+// group reports back first, and stops each group when no shot is left. 0; -2
+// when a worker failed; -1000 when the failure is fatal for the whole run.
+static int deal_shots(std::vector<int>& vLeaders, int nFirst, int nLast, int g, CShotTally& tally, bool bDebug) {
+  // Groups without a job are stopped, the last ones first.
+  const int nJobs = nLast - nFirst + 1;
+  while ((int)vLeaders.size() > nJobs && !vLeaders.empty()) {
+    if (g > 1)
+      u_Print("Group %d - nothing to do!\n", (int)vLeaders.size());
+    else
+      u_Print("Worker %d - nothing to do!\n", (int)vLeaders.size());
+    send_int(-1, vLeaders.back(), TAG_JOB_SHOT);
+    vLeaders.pop_back();
+  }
+
+  // First round.
+  int nNext = nFirst;
+  int nBusy = 0;
+  for (size_t i = 0; i < vLeaders.size() && nNext <= nLast; i++) {
+    send_int(nNext++, vLeaders[i], TAG_JOB_SHOT);
+    nBusy++;
+  }
+
+  // Whoever reports gets the next shot, or the stop.
+  int nFinished = 0;
+  while (nBusy > 0) {
+    int done[2] = {0, 0};
+    MPI_Status st;
+    MPI_Recv(done, 2, MPI_INT, MPI_ANY_SOURCE, TAG_JOB_DONE, MPI_COMM_MT, &st);
+    const int nSource = st.MPI_SOURCE;
+    int nValue = done[0];
+    if (nValue < 0) {
+      // Failure: drain the other groups.
+      u_Error("Error occurred on node %d! Simulation failed!\n", nSource);
+      if (nValue == -1000)
+        return -1000;
+      nBusy--;
+      while (nBusy > 0) {
+        MPI_Recv(done, 2, MPI_INT, MPI_ANY_SOURCE, TAG_JOB_DONE, MPI_COMM_MT, &st);
+        if (done[0] < 0)
+          u_Error("Also an error occurred on process %d! Simulation failed!\n", st.MPI_SOURCE);
+        else
+          send_int(-1, st.MPI_SOURCE, TAG_JOB_SHOT);
+        nBusy--;
+      }
+      return -2;
+    }
+    if (done[1] <= 0)
+      tally.Note(nValue, done[1]);
+    nFinished++;
+    if (bDebug)
+      u_Print("%d of %d jobs!\n", nFinished, nJobs);
+    u_Percent_master(nJobs, nFinished, nValue, nSource);
+    if (nNext <= nLast) {
+      send_int(nNext++, nSource, TAG_JOB_SHOT);
+    } else {
+      send_int(-1, nSource, TAG_JOB_SHOT);
+      nBusy--;
+    }
+  }
+  return 0;
 }
 
 int CKelvoApp::MPI_RunMaster() {
@@ -74,7 +136,6 @@ int CKelvoApp::MPI_RunMaster() {
   ShareCalcSettings();
   CClusterPlan plan;
   plan.Partition(nWorkers, g);
-  std::vector<int>& vLeaders = plan.m_vLeaders;
 
   if (g == 1) {
     // Every worker computes whole shots.
@@ -115,63 +176,7 @@ int CKelvoApp::MPI_RunMaster() {
     u_Print("Running as a Master Node! Assign jobs from %d to %d\n", m_nCurPoint, m_nLastPoint);
   PrintModelingMethod();
 
-  // Groups without a job are stopped, the last ones first.
-  const int nJobs = m_nLastPoint - m_nCurPoint + 1;
-  while ((int)vLeaders.size() > nJobs && !vLeaders.empty()) {
-    if (g > 1)
-      u_Print("Group %d - nothing to do!\n", (int)vLeaders.size());
-    else
-      u_Print("Worker %d - nothing to do!\n", (int)vLeaders.size());
-    send_int(-1, vLeaders.back(), TAG_JOB_SHOT);
-    vLeaders.pop_back();
-  }
-
-  // First round.
-  int nNext = m_nCurPoint;
-  int nBusy = 0;
-  for (size_t i = 0; i < vLeaders.size() && nNext <= m_nLastPoint; i++) {
-    send_int(nNext++, vLeaders[i], TAG_JOB_SHOT);
-    nBusy++;
-  }
-
-  // Whoever reports gets the next shot, or the stop.
-  int nFinished = 0;
-  while (nBusy > 0) {
-    int done[2] = {0, 0};
-    MPI_Status st;
-    MPI_Recv(done, 2, MPI_INT, MPI_ANY_SOURCE, TAG_JOB_DONE, MPI_COMM_MT, &st);
-    const int nSource = st.MPI_SOURCE;
-    int nValue = done[0];
-    if (nValue < 0) {
-      // Failure: drain the other groups.
-      u_Error("Error occurred on node %d! Simulation failed!\n", nSource);
-      if (nValue == -1000)
-        return -1000;
-      nBusy--;
-      while (nBusy > 0) {
-        MPI_Recv(done, 2, MPI_INT, MPI_ANY_SOURCE, TAG_JOB_DONE, MPI_COMM_MT, &st);
-        if (done[0] < 0)
-          u_Error("Also an error occurred on process %d! Simulation failed!\n", st.MPI_SOURCE);
-        else
-          send_int(-1, st.MPI_SOURCE, TAG_JOB_SHOT);
-        nBusy--;
-      }
-      return -2;
-    }
-    if (done[1] <= 0)
-      m_Tally.Note(nValue, done[1]);
-    nFinished++;
-    if (m_bDebug)
-      u_Print("%d of %d jobs!\n", nFinished, nJobs);
-    u_Percent_master(nJobs, nFinished, nValue, nSource);
-    if (nNext <= m_nLastPoint) {
-      send_int(nNext++, nSource, TAG_JOB_SHOT);
-    } else {
-      send_int(-1, nSource, TAG_JOB_SHOT);
-      nBusy--;
-    }
-  }
-  return 0;
+  return deal_shots(plan.m_vLeaders, m_nCurPoint, m_nLastPoint, g, m_Tally, m_bDebug);
 }
 
 int CKelvoApp::MPI_RunSlave() {

@@ -12,8 +12,6 @@
 
 namespace {
 
-enum { TAG_ROWS_COUNT = 110, TAG_ROWS_DATA = 111 };
-
 // Blend of a at p and b at p + 1 for the target t.
 double Blend(double a, double b, double p, double t) {
   if (a > 1e-05 && b > 1e-05)
@@ -133,66 +131,13 @@ int CCalc3D::AppendZpl2DSnapshot(const char* szFile, char /*cPlane*/, const char
     return bOk ? 0 : 1;
   }
 
-  const int nNode = m_Set.m_nNode;
-  const int nRank = GetGroupRank();
-  if (nRank > 0) {
-    int nRows = nzs;
-    MPI_Send(&nRows, 1, MPI_INT, nNode - nRank, TAG_ROWS_COUNT, MPI_COMM_MT);
-    if (nRows > 0)
-      MPI_Send(pPlanes, (int)(n * nPlane), MPI_FLOAT, nNode - nRank, TAG_ROWS_DATA, MPI_COMM_MT);
-    delete[] pPlanes;
-    return 0;
-  }
-
-  // Leader: the whole section, its own rows on top, the members' below.
+  // Depth group: the leader writes the section of the whole grid.
   const double z1All = ua.z0 + (m_nNzAll - 2 * m_nFrame) * m_fH;
   const int nzAll = (int)((z1All - ua.z0) / fStep + 1.5);
-  const size_t nAll = (size_t)nxs * nzAll;
-  float* pWhole = new (std::nothrow) float[nAll * (n > 0 ? n : 1)]();
-  if (!pWhole) {
-    delete[] pPlanes;
-    u_Error("Error! Memory Allocation Error in CCalc2D::AppendZpl2DSnapshot\n");
-    return 0;
-  }
-  int nRowsSoFar = nzs < nzAll ? nzs : nzAll;
-  for (int k = 0; k < n; k++)
-    memcpy(pWhole + k * nAll, pPlanes + k * nPlane, (size_t)nRowsSoFar * nxs * sizeof(float));
+  float* pWhole = MergeDistributedRows(m_Set, pPlanes, n, nxs, nzs, nzAll);
   delete[] pPlanes;
-
-  std::vector<float> recv;
-  for (int r = 1; r < GetGroupSize(); r++) {
-    int nRows = 0;
-    MPI_Status st;
-    MPI_Recv(&nRows, 1, MPI_INT, nNode + r, TAG_ROWS_COUNT, MPI_COMM_MT, &st);
-    if (nRows <= 0)
-      continue;
-    const size_t nMsg = (size_t)n * nRows * nxs;
-    try {
-      if (recv.size() < nMsg)
-        recv.resize(nMsg);
-    } catch (std::bad_alloc&) {
-      u_Error("Error! Memory Allocation Error in CCalc2D::AppendZpl2DSnapshot\n");
-      delete[] pWhole;
-      return 0;
-    }
-    MPI_Recv(recv.data(), (int)nMsg, MPI_FLOAT, nNode + r, TAG_ROWS_DATA, MPI_COMM_MT, &st);
-    for (int k = 0; k < n; k++) {
-      for (int j = 0; j < nRows && nRowsSoFar + j < nzAll; j++) {
-        for (int i = 0; i < nxs; i++) {
-          const size_t idx = (size_t)(nRowsSoFar + j) * nxs + i;
-          if (idx >= nAll) {
-            u_Warning("Warning! Array out of bounds (%d, %d>%d)!\n", k, (int)idx, (int)nAll);
-            continue;
-          }
-          pWhole[k * nAll + idx] = recv[((size_t)k * nRows + j) * nxs + i];
-        }
-      }
-    }
-    nRowsSoFar += nRows;
-    if (nRowsSoFar > nzAll)
-      nRowsSoFar = nzAll;
-  }
-
+  if (!pWhole)
+    return 0;
   C3DSizeN size(nxs, nzAll, 1);
   CCubeR cube(ua.x0, ua.z0, m_fSnapNext, ua.x1, z1All, m_fSnapNext);
   CSdsPC sds;

@@ -15,6 +15,7 @@
 #include "HostCensus.h"
 #include "KelvoApp.h"
 #include "StartupScan.h"
+#include "cluster/MessageTags.h"
 #include "common.h"
 #include "cuda/kelvo_cuda.h"
 
@@ -65,8 +66,8 @@ int entry_parse_shots(int argc, char** argv, int& nFirst, int& nLast, CString& s
   return 0;
 }
 
-// Idle loop of a Passive process: waits for the end of the run (tag 40) or
-// for a stop order (tag 41) from rank 0, sleeping between looks.
+// Idle loop of a Passive process: waits for the end of the run or for a stop
+// order from rank 0, sleeping between looks.
 static int entry_passive_loop() {
   for (;;) {
     int nFlag = 0;

@@ -8,10 +8,7 @@
 
 extern MPI_Group MPI_GROUP_WORLD; // group of MPI_COMM_WORLD, set by the census
 extern MPI_Group MPI_GROUP_MT;    // group of the Active processes
-extern int g_die;                 // payload of the stop order (tag 41)
-
-// Message tags of process start and end, on MPI_COMM_WORLD.
-enum { TAG_RUN_OVER = 40, TAG_STOP_ORDER = 41 };
+extern int g_die;                 // payload of the stop order (TAG_STOP_ORDER)
 
 // The whole life of a process; returns its exit value.
 int kelvo_main(int argc, char** argv);

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-enum { TAG_CENSUS_WANTED = 19, TAG_CENSUS_HOST = 20 };
+#include "cluster/MessageTags.h"
 
 CHostCensus::CHostCensus(int nWorldSize) : m_nWorldSize(nWorldSize) {
   m_vRecords.resize(nWorldSize + 1);

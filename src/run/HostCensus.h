@@ -32,7 +32,7 @@ public:
   void PrintRoles() const;
 
   // The exchange itself (rank 0 receives, every other rank sends): host name
-  // with tag 20, processes wanted with tag 19, all on MPI_COMM_WORLD.
+  // (TAG_CENSUS_HOST), processes wanted (TAG_CENSUS_WANTED), on MPI_COMM_WORLD.
   static void SendOwn(const char* szHost, int nWanted);
   void ReceiveAll();
 
