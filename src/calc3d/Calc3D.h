@@ -74,6 +74,8 @@ enum {
   FIELD_TYZ = 9,
 };
 
+class CTimeStep;
+
 class CCalc3D {
 public:
   CCalc3D();
@@ -143,10 +145,16 @@ public:
 
   // ---- Time loops ------------------------------------------------------
   int Calculate();
+  // The loop of a shot held by one process, and of a shot split by depth
+  // over a group (its step with the halo exchange is in cluster/).
   int CalculateShared();
   int CalculateDistributed();
+  // The time loop over the steps that `step` advances (see TimeStep.h), and
+  // its body for step i of n; 0 or what ended the shot.
+  int RunTimeLoop(CTimeStep& step);
+  int RunTimeStep(CTimeStep& step, int i, int n, double& fRecNext);
   // Narrows the x and y bounds of step i to the region the wave can have
-  // reached from the source; shared by both time loops.
+  // reached from the source.
   void StepActiveBox(int i, int& nY0, int& nY1, int& nX0, int& nX1);
   // The S-wave suppression factor of the current time (methods above 101).
   void UpdateSuppression();

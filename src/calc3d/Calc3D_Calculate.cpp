@@ -1,30 +1,25 @@
-// The time loop of a shot held by one process.
+// The time loop of a shot, written once for a shot held by one process and
+// for a shot split by depth over a group: the step object (TimeStep.h) does
+// the half-steps, the loop all that comes before and after them.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 
 #include "Calc3D.h"
+#include "TimeStep.h"
+#include "cluster/StopOrder.h"
 #include "seisfile/SdsPC.h"
 
-namespace {
-
-// Tag of the terminate order that rank 0 posts when a run is aborted.
-const int kTagTerminate = 41;
-
-// True when rank 0 has posted the terminate order.
-bool TerminateRequested() {
-  int bInit = 0, bFinal = 0;
-  MPI_Initialized(&bInit);
-  MPI_Finalized(&bFinal);
-  if (!bInit || bFinal)
-    return false;
-  int bFlag = 0;
-  MPI_Status status;
-  MPI_Iprobe(0, kTagTerminate, MPI_COMM_WORLD, &bFlag, &status);
-  return bFlag != 0;
+int CSharedStep::Advance(int nY0, int nY1, int nX0, int nX1) {
+  const int s = m_Calc.m_nStart;
+  const int nZ0 = s, nZ1 = m_Calc.m_nNz - s - 1;
+  int nRes = m_Calc.PropagateVelocity(nZ0, nY0, nX0, nZ1, nY1, nX1);
+  if (nRes == 0)
+    nRes = m_Calc.PropagateStress(nZ0, nY0, nX0, nZ1, nY1, nX1);
+  return nRes;
 }
 
-} // namespace
+double CSharedStep::SectionStep() const { return CSdsPC::COOR_SCALER < 0 ? 1.0 : 10.0; }
 
 void CCalc3D::StepActiveBox(int i, int& nY0, int& nY1, int& nX0, int& nX1) {
   if (m_nActiveX1 <= 0 || m_nActiveY1 <= 0)
@@ -136,66 +131,77 @@ int CCalc3D::Calculate() {
 }
 
 int CCalc3D::CalculateShared() {
-  const int nMethod = GetMethod();
+  CSharedStep step(*this);
+  return RunTimeLoop(step);
+}
+
+int CCalc3D::RunTimeLoop(CTimeStep& step) {
   double fRecNext = m_Set.m_t0;
   const int n = (int)((m_fT1 - m_fT0) / m_fDt) + 1;
-  const int s = m_nStart;
   Init3DSnapshots();
-  if (RecordDueRows(fRecNext, -1) != 0)
-    return -1;
+  const int nRec = RecordDueRows(fRecNext, -1);
+  if (nRec != 0)
+    return step.Finish(step.EarlyRecordFailure(nRec));
 
-  for (int i = 0; i < n; i++) {
-    if (TerminateRequested()) {
-      u_Error("Error! Received an urgent terminate request by the boss (Node #0).\n");
-      return CALC_TERMINATE;
-    }
-
-    // The box of this step; narrowed to the region the wave can have reached.
-    int nZ0 = s, nZ1 = m_nNz - s - 1;
-    int nY0 = s, nY1 = m_nNy - s - 1;
-    int nX0 = s, nX1 = m_nNx - s - 1;
-    StepActiveBox(i, nY0, nY1, nX0, nX1);
-
-    if (i < m_Signal.m_nLen && ApplySignal(i) != 0) {
-      u_Error("Error! Unable to apply signal in %d simulation step.\n", i);
-      return -1;
-    }
-
-    if (nMethod > METHOD_ACOUSTIC)
-      UpdateSuppression();
-    int nRes = PropagateVelocity(nZ0, nY0, nX0, nZ1, nY1, nX1);
-    if (nRes == 0)
-      nRes = PropagateStress(nZ0, nY0, nX0, nZ1, nY1, nX1);
-    m_fTime += m_fDt;
-
-    if (nRes != 0)
-      return ReportStepFailure(nRes, i);
-
-    if (m_nTimeFieldType != 0 && i % 5 == 0) {
-      const int nTf = PropagateTimeField();
-      if (nTf != 0) {
-        u_Error("Error! Unable to propagate time field (%d) in simulation step %d.\n", nTf, i);
-        return nTf;
-      }
-    }
-
-    const int nRec = RecordDueRows(fRecNext, i);
-    if (nRec != 0)
-      return nRec;
-
-    if (m_nSnapEvery > 0 && (m_nShot - 1) % m_nSnapEvery == 0 && m_fSnapNext <= m_fTime) {
-      const double k = CSdsPC::COOR_SCALER < 0 ? 1.0 : 10.0;
-      const int nSnap = AppendZpl2DSnapshot(GetFileName(FILE_SNAP2D, ' ', false, false, 0), 'X', "ZXYC", k, false);
-      m_fSnapNext += m_fSnapDt;
-      if (nSnap != 0)
-        return nSnap;
-    }
-
-    const int nSnap3D = Save3DSnapshots();
-    if (nSnap3D != 0)
-      return nSnap3D;
-
-    ReportStepProgress(i, n);
+  int nResult = 0;
+  for (int i = 0; i < n && nResult == 0; i++) {
+    if (step.StopsBetweenSteps() && cluster_StopOrdered())
+      nResult = CALC_TERMINATE;
+    else
+      nResult = RunTimeStep(step, i, n, fRecNext);
   }
+  if (nResult == 0 && !step.StopsBetweenSteps() && cluster_StopOrdered())
+    nResult = CALC_TERMINATE;
+  return step.Finish(nResult);
+}
+
+int CCalc3D::RunTimeStep(CTimeStep& step, int i, int n, double& fRecNext) {
+  // The x and y bounds of this step: the region the wave can have reached.
+  const int s = m_nStart;
+  int nY0 = s, nY1 = m_nNy - s - 1;
+  int nX0 = s, nX1 = m_nNx - s - 1;
+  StepActiveBox(i, nY0, nY1, nX0, nX1);
+
+  if (i < m_Signal.m_nLen && step.InjectsSignal() && ApplySignal(i) != 0) {
+    u_Error("Error! Unable to apply signal in %d simulation step.\n", i);
+    return -1;
+  }
+
+  if (GetMethod() > METHOD_ACOUSTIC)
+    UpdateSuppression();
+  const int nRes = step.Advance(nY0, nY1, nX0, nX1);
+  m_fTime += m_fDt;
+  if (nRes != 0)
+    return ReportStepFailure(nRes, i);
+
+  if (m_nTimeFieldType != 0 && i % 5 == 0) {
+    const int nTf = PropagateTimeField();
+    if (nTf != 0) {
+      u_Error("Error! Unable to propagate time field (%d) in simulation step %d.\n", nTf, i);
+      return nTf;
+    }
+  }
+
+  const int nRec = RecordDueRows(fRecNext, i);
+  if (nRec != 0)
+    return nRec;
+
+  if (m_nSnapEvery > 0 && (m_nShot - 1) % m_nSnapEvery == 0 && m_fSnapNext <= m_fTime) {
+    const int nSnap =
+        AppendZpl2DSnapshot(GetFileName(FILE_SNAP2D, ' ', false, false, 0), 'X', "ZXYC", step.SectionStep(), false);
+    m_fSnapNext += m_fSnapDt;
+    if (nSnap != 0) {
+      step.ReportSectionFailure();
+      return nSnap;
+    }
+  }
+
+  const int nSnap3D = Save3DSnapshots();
+  if (nSnap3D != 0) {
+    u_Error("Error! Unable to save 3D a snapshot.\n");
+    return nSnap3D;
+  }
+
+  ReportStepProgress(i, n);
   return 0;
 }
