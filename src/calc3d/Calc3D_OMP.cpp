@@ -297,9 +297,7 @@ int CCalc3D_OMP::FreeMemory(bool bModel, bool bWave, bool bSeismogram, bool bTim
     FreeArray(m_pSeisY);
     FreeArray(m_pSeisZ);
     FreeArray(m_pSeisC);
-    FreeArray(m_pBigSeisRead);
-    m_fpBigSeis.reset();
-    m_bBigSeisUsed = false;
+    m_Spill.Release();
   }
   if (bTimeField) {
     for (int i = 0; i < 2; i++) {
@@ -320,7 +318,7 @@ int CCalc3D_OMP::LoadModel() {
   ZeroArray(m_pViscoG, 6 * (size_t)std::max(m_nViscoL, 0) * m);
 
   const size_t n = m_vRcvIdx.size();
-  const size_t nRows = m_fpBigSeis ? n : n * m_nSeisLen;
+  const size_t nRows = m_Spill.IsWriting() ? n : n * m_nSeisLen;
   ZeroArray(m_pSeisX, nRows);
   ZeroArray(m_pSeisY, nRows);
   ZeroArray(m_pSeisZ, nRows);

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "Calc3D.h"
+#include "SpillFile.h"
 #include "common.h"
 
 // Number of PML memory arrays over all methods, and per method.
@@ -71,11 +72,7 @@ public:
   float* m_pTimeMax[2] = {nullptr, nullptr};
   float* m_pPmlMem[PML_MEM_COUNT] = {nullptr};
   // Spill file of the gather when rows are written out as they come.
-  shared_ptr1<FILE> m_fpBigSeis;
-  // Transposing read buffer of GrabShotgather in spill-file mode.
-  float* m_pBigSeisRead = nullptr;
-  // The gather of this shot goes through the spill file.
-  bool m_bBigSeisUsed = false;
+  CSpillFile m_Spill;
 
 private:
   int StepNotBuilt(const char* szStep);

@@ -1,17 +1,8 @@
 // Host backend: source injection, gather recording (in memory or through the
 // spill file), and the arrival-time cubes.
-#include <cstdint>
-#include <cstring>
 #include <new>
-#include <vector>
 
 #include "Calc3D_OMP.h"
-
-namespace {
-
-const int32_t kBigSeisMagic = 821222;
-
-} // namespace
 
 int CCalc3D_OMP::ApplySignal(int nStep) {
   const float* pSignal = m_Signal.m_pSignal;
@@ -101,21 +92,12 @@ int CCalc3D_OMP::ApplySignal(int nStep) {
 int CCalc3D_OMP::AllocateMemorySeismogram() {
   const size_t n = m_vRcvIdx.size();
   size_t c = n * m_nSeisLen;
-  m_fpBigSeis.reset();
-  m_bBigSeisUsed = false;
+  m_Spill.Close();
   if (c == 0)
     return 0;
   if (m_Set.m_bBigSeismogram) {
     const CString strFile = m_Set.GetBigSeisFileName(m_nShot);
-    FILE* fp = fopen(strFile, "wb");
-    if (fp) {
-      m_fpBigSeis.reset(fp, file_deleter);
-      m_bBigSeisUsed = true;
-      const int32_t nMagic = kBigSeisMagic, nNode = m_Set.m_nNode;
-      const int64_t nCount = (int64_t)n;
-      fwrite(&nMagic, sizeof(nMagic), 1, fp);
-      fwrite(&nNode, sizeof(nNode), 1, fp);
-      fwrite(&nCount, sizeof(nCount), 1, fp);
+    if (m_Spill.Create(strFile, m_Set.m_nNode, n)) {
       c = n;
     } else {
       u_Error("Error! Unable to open file %s for writing. Using normal seismogram mode\n", (const char*)strFile);
@@ -145,7 +127,7 @@ int CCalc3D_OMP::RecordSeismogram() {
     return 0;
   if (!m_pSeisX || !m_pVx || !m_pTxx)
     return 0;
-  const bool bFile = (bool)m_fpBigSeis;
+  const bool bFile = m_Spill.IsWriting();
   const size_t o0 = bFile ? 0 : n * m_nSeisStep;
   const bool bMean = m_pTyy && m_pTzz;
   for (size_t r = 0; r < n; r++) {
@@ -159,23 +141,15 @@ int CCalc3D_OMP::RecordSeismogram() {
     else
       m_pSeisC[o] = m_pTxx[q];
   }
-  if (bFile) {
-    FILE* fp = m_fpBigSeis.get();
-    size_t nItems = fwrite(m_pSeisX, sizeof(float), n, fp);
-    nItems += fwrite(m_pSeisY, sizeof(float), n, fp);
-    nItems += fwrite(m_pSeisZ, sizeof(float), n, fp);
-    nItems += fwrite(m_pSeisC, sizeof(float), n, fp);
-    if (nItems != 4 * n) {
-      u_Error("Error! Unable to write to the seismic file %s.\n", (const char*)m_Set.GetBigSeisFileName(m_nShot));
-      return 1;
-    }
-  }
+  if (bFile && m_Spill.Append(m_pSeisX, m_pSeisY, m_pSeisZ, m_pSeisC) != 0)
+    return 1;
   m_nSeisStep++;
   return 0;
 }
 
 float* CCalc3D_OMP::GrabShotgather(char cComponent) {
-  const bool bFile = m_Set.m_bBigSeismogram && (m_fpBigSeis || m_pBigSeisRead || !m_pSeisZ || m_nSeisLen > 1);
+  const bool bFile =
+      m_Set.m_bBigSeismogram && (m_Spill.IsWriting() || m_Spill.HasRead() || !m_pSeisZ || m_nSeisLen > 1);
   if (!bFile) {
     switch (cComponent) {
     case 'X': return m_pSeisX;
@@ -184,51 +158,8 @@ float* CCalc3D_OMP::GrabShotgather(char cComponent) {
     default: return m_pSeisZ;
     }
   }
-
   const CString strFile = m_Set.GetBigSeisFileName(m_nShot);
-  m_fpBigSeis.reset();
-  FILE* fp = fopen(strFile, "rb");
-  if (!fp) {
-    u_Error("Error! Unable to open file '%s' for reading.\n", (const char*)strFile);
-    return nullptr;
-  }
-  shared_ptr1<FILE> hold(fp, file_deleter);
-  const size_t n = m_vRcvIdx.size();
-  if (!m_pBigSeisRead) {
-    m_pBigSeisRead = new (std::nothrow) float[n * m_nSeisLen]();
-    if (!m_pBigSeisRead) {
-      u_Error("Error! Not enough memory. Please, try to increase spatial steps.\n");
-      return nullptr;
-    }
-  }
-  int32_t nMagic = 0, nNode = 0;
-  int64_t nCount = 0;
-  if (fread(&nMagic, sizeof(nMagic), 1, fp) != 1 || fread(&nNode, sizeof(nNode), 1, fp) != 1 ||
-      fread(&nCount, sizeof(nCount), 1, fp) != 1) {
-    u_Error("Error! Unable to read file '%s'.\n", (const char*)strFile);
-    return nullptr;
-  }
-  if (nMagic != kBigSeisMagic || nNode != m_Set.m_nNode || nCount != (int64_t)n) {
-    u_Error("Error! Unexpected format of file '%s' : %d!=%d or %d!=%d or %d!=%d.\n", (const char*)strFile, nMagic,
-            kBigSeisMagic, nNode, m_Set.m_nNode, (int)nCount, (int)n);
-    return nullptr;
-  }
-  int nBlock = 2;
-  if (cComponent == 'X')
-    nBlock = 0;
-  else if (cComponent == 'Y')
-    nBlock = 1;
-  else if (cComponent == 'C')
-    nBlock = 3;
-  std::vector<float> row(4 * n);
-  for (size_t s = 0; s < m_nSeisLen; s++) {
-    if (fread(row.data(), sizeof(float), 4 * n, fp) != 4 * n) {
-      u_Error("Error! Unexpected end of file '%s'\n", (const char*)strFile);
-      return nullptr;
-    }
-    std::memcpy(m_pBigSeisRead + s * n, row.data() + nBlock * n, n * sizeof(float));
-  }
-  return m_pBigSeisRead;
+  return m_Spill.Read(strFile, m_Set.m_nNode, m_vRcvIdx.size(), m_nSeisLen, cComponent);
 }
 
 int CCalc3D_OMP::PropagateTimeField() {
