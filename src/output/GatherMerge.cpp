@@ -12,18 +12,11 @@
 #include "common.h"
 #include "seisfile/SdsPC.h"
 #include "seisfile/SgyCodec.h"
+#include "seisfile/SgyTraceFields.h"
 
 namespace {
 
-// Header offsets (0-based) that a merge carries over from a per-shot gather.
-enum { TH_SHOT_ID = 16, TH_OFFSET = 36, TH_INLINE = 188, TH_CROSSLINE = 192 };
-
 CString ShotFileName(const char* szPattern, int nShot) { return CString(0, szPattern, nShot); }
-
-// Copies `n` header bytes at `nOffset` from one raw header to another.
-void CopyField(SGY_TRACEHEADER& to, const SGY_TRACEHEADER& from, int nOffset, int n) {
-  memcpy(to.m_buf + nOffset, from.m_buf + nOffset, n);
-}
 
 // Encodes n floats in place as big-endian IBM floats.
 void EncodeIbm(float* p, int n) {
@@ -116,12 +109,8 @@ int AppendFile(CMergeState& m, const char* szName) {
       // Shot id, signed offset, inline and crossline numbers of a gather
       // survive the merge as they were written.
       SGY_TRACEHEADER hOld;
-      if (sds.GetTraceHeader(j, hOld, 0)) {
-        CopyField(th, hOld, TH_SHOT_ID, 4);
-        CopyField(th, hOld, TH_OFFSET, 4);
-        CopyField(th, hOld, TH_INLINE, 4);
-        CopyField(th, hOld, TH_CROSSLINE, 4);
-      }
+      if (sds.GetTraceHeader(j, hOld, 0))
+        sgy_copy_gather_numbers(th, hOld);
     }
     // Every trace lies on the result's axis, so its start time is the axis's.
     if (m.m_bDelay)

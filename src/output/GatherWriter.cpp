@@ -4,6 +4,7 @@
 #include <new>
 
 #include "seisfile/SdsPC.h"
+#include "seisfile/SgyTraceFields.h"
 
 namespace {
 
@@ -11,15 +12,6 @@ namespace {
 int ListValue(const std::vector<int>* pList, size_t i, int def) {
   return pList && i < pList->size() ? (*pList)[i] : def;
 }
-
-// Header offsets (0-based) of the numbers a gather carries.
-enum {
-  TH_FILE_ID = 8,     // bytes 9-12
-  TH_TRACE_ID = 12,   // bytes 13-16
-  TH_SHOT_ID = 16,    // bytes 17-20
-  TH_INLINE = 188,    // bytes 189-192
-  TH_CROSSLINE = 192, // bytes 193-196
-};
 
 } // namespace
 
@@ -103,17 +95,17 @@ bool CGatherWriter::CompleteHeaders(const char* path, size_t nTraces, bool bNumb
       continue;
     }
     if (bNumbers) {
-      h.SetInt32(TH_INLINE, ListValue(pInline, i, 0));
-      h.SetInt32(TH_CROSSLINE, ListValue(pCrossline, i, 0));
+      sgy_set_inline(h, ListValue(pInline, i, 0));
+      sgy_set_crossline(h, ListValue(pCrossline, i, 0));
     }
     const int nTraceId = ListValue(pTraceId, i, -1);
     const int nFileId = ListValue(pFileId, i, -1);
     if (nTraceId >= 0)
-      h.SetInt32(TH_TRACE_ID, nTraceId);
+      sgy_set_trace_id(h, nTraceId);
     if (nFileId >= 0)
-      h.SetInt32(TH_FILE_ID, nFileId);
+      sgy_set_file_id(h, nFileId);
     if (bNumbers || bIds)
-      h.SetInt32(TH_SHOT_ID, m_nShotId);
+      sgy_set_shot_id(h, m_nShotId);
     CSdsPC::SetDelayTime(h, m_t0, DU_SEC);
     if (!sds.SetTraceHeader(i, h, 1))
       bAll = false;
