@@ -59,8 +59,8 @@ void Setup(CCalc3D_OMP& c, int n, bool bPml, int nFrame) {
   c.m_Set.m_nMethod = METHOD_ACOUSTIC;
   c.m_bPML = bPml;
   c.m_nFrame = nFrame;
-  c.m_nPML = 21;
-  c.m_nStart = 2;
+  c.m_nPML = fd::FdMethod(fd::FD_ACOUSTIC).nPml;
+  c.m_nStart = fd::FdMethod(fd::FD_ACOUSTIC).nStart;
   c.m_nNx = c.m_nNy = c.m_nNz = c.m_nNzAll = n;
   c.m_nZ0 = 0;
   c.m_nZ1 = n - 1;
@@ -83,7 +83,7 @@ void Setup(CCalc3D_OMP& c, int n, bool bPml, int nFrame) {
     c.m_pTxx[i] = (float)((i * 2654435761u) % 1000) * 1e-3f;
     c.m_pVx[i] = c.m_pVy[i] = c.m_pVz[i] = 0.0f;
   }
-  for (int i = 0; i < 38; i++)
+  for (int i = 0; i < fd::kTaperWidth; i++)
     c.m_fDamp[i] = i == 0 ? 0.0f : 0.99f;
 }
 
@@ -149,8 +149,11 @@ int main(int argc, char** argv) {
     const double inner = n - 4, slab = std::min(2.0 * nPml, inner);
     return 3.0 * slab / inner * 32.0 / kBytesPerCell;
   };
-  pair(256, "256^3 interior loop alone", false, 0, "256^3 whole step, taper frame 38", false, 38);
-  pair(200, "200^3 interior loop alone", false, 0, "200^3 whole step, PML 21", true, 26);
-  std::printf("PML 21 at 200^3: memory traffic +%.1f%% against the interior loop\n", 100.0 * pmlFloor(200, 21));
+  const int nPml = fd::FdMethod(fd::FD_ACOUSTIC).nPml;
+  pair(256, "256^3 interior loop alone", false, 0, "256^3 whole step, taper frame 38", false,
+       fd::FrameWidth(fd::FD_ACOUSTIC, false));
+  pair(200, "200^3 interior loop alone", false, 0, "200^3 whole step, PML 21", true,
+       fd::FrameWidth(fd::FD_ACOUSTIC, true));
+  std::printf("PML %d at 200^3: memory traffic +%.1f%% against the interior loop\n", nPml, 100.0 * pmlFloor(200, nPml));
   return 0;
 }

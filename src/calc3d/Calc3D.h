@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "calc3d/CalcSettings.h"
+#include "calc3d/FDLayout.h"
 #include "calc3d/Signal3D.h"
 #include "common.h"
 #include "survey/Survey3D.h"
@@ -306,11 +307,11 @@ public:
   size_t m_nPmlCountX = 0, m_nPmlCountY = 0, m_nPmlCountZ = 0;
   // PML coefficients per axis: a low A, a high A, b low A, b high A,
   // a low B, a high B, b low B, b high B.
-  float* m_pPmlCoefX[8] = {nullptr};
-  float* m_pPmlCoefY[8] = {nullptr};
-  float* m_pPmlCoefZ[8] = {nullptr};
+  float* m_pPmlCoefX[fd::kPmlCoefPerAxis] = {nullptr};
+  float* m_pPmlCoefY[fd::kPmlCoefPerAxis] = {nullptr};
+  float* m_pPmlCoefZ[fd::kPmlCoefPerAxis] = {nullptr};
   float* m_pPlane = nullptr;
-  float m_fDamp[38] = {0};
+  float m_fDamp[fd::kTaperWidth] = {0};
   CCalcSettings m_Set;        // what the application tells the engine
   double m_fMemAvailable = 0; // MB on this node, from the last memory estimate
   double m_fMemRequired = 0;  // MB the estimated shot needs

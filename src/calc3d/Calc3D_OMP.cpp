@@ -57,27 +57,10 @@ CCalc3D_OMP::CCalc3D_OMP() {}
 
 CCalc3D_OMP::~CCalc3D_OMP() { FreeMemory(true, true, true, true, true); }
 
-int CCalc3D_OMP::GetPmlMemCount() const {
-  int nMethod = GetMethod();
-  if (nMethod <= METHOD_ACOUSTIC)
-    return PML_MEM_ACOUSTIC;
-  if (nMethod < METHOD_ANISOTROPIC)
-    return PML_MEM_ELASTIC;
-  return PML_MEM_COUNT;
-}
-
-// Axis of the derivative of each memory array: 0 x, 1 y, 2 z. The first 36
-// come in pairs (low, high); from 36 on in groups of six.
-static int PmlMemAxis(int k) {
-  static const int pairAxis[18] = {0, 0, 1, 1, 2, 2, 0, 1, 0, 2, 1, 2, 1, 2, 0, 2, 0, 1};
-  static const int groupAxis[9] = {2, 2, 2, 1, 1, 1, 0, 0, 0};
-  if (k < 36)
-    return pairAxis[k / 2];
-  return groupAxis[(k - 36) / 6];
-}
+int CCalc3D_OMP::GetPmlMemCount() const { return fd::PmlMemCount(GetMethod()); }
 
 size_t CCalc3D_OMP::GetPmlMemSize(int k) const {
-  switch (PmlMemAxis(k)) {
+  switch (fd::PmlMem(k).nAxis) {
   case 0: return m_nPmlCountX;
   case 1: return m_nPmlCountY;
   default: return m_nPmlCountZ;
@@ -126,7 +109,7 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
 
   SetPmlCounts();
   const size_t T = m_nPmlCountX + m_nPmlCountY + m_nPmlCountZ;
-  const int F = nMethod == METHOD_ACOUSTIC ? 12 : (nMethod == METHOD_ANISOTROPIC ? 38 : 20);
+  const int F = fd::PmlFloatsPerSlabPoint(nMethod);
   const double fPml = m_bPML ? MB((double)F * T) : 0.0;
 
   const size_t n = m_vRcvIdx.size();
@@ -249,7 +232,7 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
       }
     }
     if (m_bPML) {
-      for (int k = 0; k < 8; k++) {
+      for (int k = 0; k < fd::kPmlCoefPerAxis; k++) {
         m_pPmlCoefX[k] = NewShifted(m_nPmlCountX, nSlot);
         m_pPmlCoefY[k] = NewShifted(m_nPmlCountY, nSlot);
         m_pPmlCoefZ[k] = NewShifted(m_nPmlCountZ, nSlot);
@@ -284,7 +267,7 @@ int CCalc3D_OMP::FreeMemory(bool bModel, bool bWave, bool bSeismogram, bool bTim
     float** wave[] = {&m_pVx, &m_pVy, &m_pVz, &m_pTxx, &m_pTyy, &m_pTzz, &m_pTxy, &m_pTxz, &m_pTyz, &m_pViscoG};
     for (float** p : wave)
       FreeShifted(*p);
-    for (int k = 0; k < 8; k++) {
+    for (int k = 0; k < fd::kPmlCoefPerAxis; k++) {
       FreeShifted(m_pPmlCoefX[k]);
       FreeShifted(m_pPmlCoefY[k]);
       FreeShifted(m_pPmlCoefZ[k]);
@@ -480,8 +463,6 @@ int CCalc3D_OMP::StepNotBuilt(const char* szStep) {
   u_Error("Error! %s is not available in the host backend for modelling method %d.\n", szStep, GetMethod());
   return CALC_NO_FIELD;
 }
-
-int CCalc3D_OMP::PropagateElaWaveU(int, int, int, int, int, int) { return StepNotBuilt("The elastic velocity step"); }
 
 int CCalc3D_OMP::PropagateElaWaveTau(int, int, int, int, int, int) { return StepNotBuilt("The elastic stress step"); }
 

@@ -5,11 +5,19 @@
 #include <cstdio>
 
 #include "Calc3D.h"
+#include "FDLayout.h"
 #include "SpillFile.h"
 #include "common.h"
 
 // Number of PML memory arrays over all methods, and per method.
-enum { PML_MEM_COUNT = 90, PML_MEM_ACOUSTIC = 12, PML_MEM_ELASTIC = 36 };
+enum {
+  PML_MEM_COUNT = fd::kPmlMemMax,
+  PML_MEM_ACOUSTIC = fd::PmlMemCount(fd::FD_ACOUSTIC),
+  PML_MEM_ELASTIC = fd::PmlMemCount(fd::FD_ELASTIC),
+};
+static_assert(fd::FD_ACOUSTIC == METHOD_ACOUSTIC && fd::FD_ELASTIC == METHOD_ELASTIC &&
+                  fd::FD_ORTHORHOMBIC == METHOD_ORTHORHOMBIC && fd::FD_ANISOTROPIC == METHOD_ANISOTROPIC,
+              "the step tables number the methods as the task does");
 
 class CCalc3D_OMP : public CCalc3D {
 public:

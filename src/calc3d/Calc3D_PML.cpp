@@ -7,7 +7,8 @@
 namespace {
 
 // Both sets of one slab entry into the eight arrays of its axis.
-void FillEntry(float* const coef[8], size_t e, bool bHigh, double c, int i, int N, double h, double dt, double f) {
+void FillEntry(float* const coef[fd::kPmlCoefPerAxis], size_t e, bool bHigh, double c, int i, int N, double h,
+               double dt, double f) {
   float a, b;
   fd::PmlProfile(c, i, N, false, h, dt, f, a, b);
   coef[bHigh ? fd::PML_A_HIGH_A : fd::PML_A_LOW_A][e] = a;
@@ -17,8 +18,8 @@ void FillEntry(float* const coef[8], size_t e, bool bHigh, double c, int i, int 
   coef[bHigh ? fd::PML_B_HIGH_B : fd::PML_B_LOW_B][e] = b;
 }
 
-bool AllPresent(float* const coef[8]) {
-  for (int k = 0; k < 8; k++)
+bool AllPresent(float* const coef[fd::kPmlCoefPerAxis]) {
+  for (int k = 0; k < fd::kPmlCoefPerAxis; k++)
     if (!coef[k])
       return false;
   return true;

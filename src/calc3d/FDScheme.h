@@ -10,10 +10,14 @@
 #include <cstdint>
 #include <cstring>
 
+#include "FDLayout.h"
+
+#ifndef FD_HD
 #if defined(__CUDACC__)
 #define FD_HD __host__ __device__
 #else
 #define FD_HD
+#endif
 #endif
 
 #if defined(__CUDACC__) || defined(__GNUC__)
@@ -22,28 +26,99 @@
 #define FD_RESTRICT
 #endif
 
+// Inlined whatever the caller's instruction set: the host compiles the row
+// loops once more for wider vectors, and the formulas must become part of them.
+#if defined(__CUDACC__)
+#define FD_INLINE __forceinline__
+#elif defined(__GNUC__)
+#define FD_INLINE inline __attribute__((always_inline))
+#else
+#define FD_INLINE inline
+#endif
+
 namespace fd {
 
 // Weights of the 4th-order staggered difference: 9/8 and -1/24 in float.
 constexpr float kBeta1 = 1.125f;
 constexpr float kBeta2 = -0.041666668f;
 
+// The formulas below are written for a value type T: float, or on the host a
+// vector of floats for the vector form of a loop. Vector values pass by
+// reference only, since the host compiles its vector loops for a wider
+// instruction set than these functions, which are always inlined there.
+
+// The values of type T at p.
+template <typename T> FD_HD FD_INLINE void Load(T& v, const float* p) { memcpy(&v, p, sizeof(T)); }
+FD_HD FD_INLINE void Load(float& v, const float* p) { v = *p; }
+template <typename T> FD_HD FD_INLINE void Store(float* p, const T& v) { memcpy(p, &v, sizeof(T)); }
+FD_HD FD_INLINE void Store(float* p, const float& v) { *p = v; }
+
 // Backward difference at the element f points to, with stride st: the result
 // sits half a cell before it.
-FD_HD inline float DMinus(const float* FD_RESTRICT f, ptrdiff_t st) {
-  return kBeta1 * (f[0] - f[-st]) + kBeta2 * (f[st] - f[-2 * st]);
+template <typename T> FD_HD FD_INLINE void DMinus(T& r, const float* FD_RESTRICT f, ptrdiff_t st) {
+  T f0, f1, fm1, fm2;
+  Load(f0, f);
+  Load(f1, f + st);
+  Load(fm1, f - st);
+  Load(fm2, f - 2 * st);
+  r = (T{} + kBeta1) * (f0 - fm1) + (T{} + kBeta2) * (f1 - fm2);
 }
 
 // Forward difference: the result sits half a cell after the element.
-FD_HD inline float DPlus(const float* FD_RESTRICT f, ptrdiff_t st) {
-  return kBeta1 * (f[st] - f[0]) + kBeta2 * (f[2 * st] - f[-st]);
+template <typename T> FD_HD FD_INLINE void DPlus(T& r, const float* FD_RESTRICT f, ptrdiff_t st) {
+  T f0, f1, f2, fm1;
+  Load(f0, f);
+  Load(f1, f + st);
+  Load(f2, f + 2 * st);
+  Load(fm1, f - st);
+  r = (T{} + kBeta1) * (f1 - f0) + (T{} + kBeta2) * (f2 - fm1);
 }
 
-// Convolutional PML recursion on one derivative: the memory variable follows
-// m = b m + a d, and the corrected derivative is d + m.
-FD_HD inline float PmlCorrect(float d, float& m, float a, float b) {
-  m = b * m + a * d;
+// The difference that memory array K of the PML belongs to.
+template <int K, typename T> FD_HD FD_INLINE void DOf(T& r, const float* FD_RESTRICT f, ptrdiff_t st) {
+  if (PmlMem(K).bForward)
+    DPlus(r, f, st);
+  else
+    DMinus(r, f, st);
+}
+
+// The same three of a float.
+FD_HD FD_INLINE float DMinus(const float* FD_RESTRICT f, ptrdiff_t st) {
+  float r;
+  DMinus(r, f, st);
+  return r;
+}
+FD_HD FD_INLINE float DPlus(const float* FD_RESTRICT f, ptrdiff_t st) {
+  float r;
+  DPlus(r, f, st);
+  return r;
+}
+template <int K> FD_HD FD_INLINE float DOf(const float* FD_RESTRICT f, ptrdiff_t st) {
+  float r;
+  DOf<K>(r, f, st);
+  return r;
+}
+
+// Convolutional PML recursion on one derivative d: the memory variable m
+// follows m = b m + a d, and the corrected derivative is d + m.
+template <typename T> FD_HD FD_INLINE void PmlMemStep(T& m, const T& a, const T& b, const T& d) { m = b * m + a * d; }
+FD_HD FD_INLINE float PmlCorrect(float d, float& m, float a, float b) {
+  PmlMemStep(m, a, b, d);
   return d + m;
+}
+
+// a where c holds, else b, without a branch: a loop that chooses per point
+// stays a vector loop (a float operation in a branch may trap, so a compiler
+// does not turn the branch into a choice by itself).
+FD_HD FD_INLINE float Select(bool c, float a, float b) {
+  uint32_t ua, ub;
+  memcpy(&ua, &a, sizeof(ua));
+  memcpy(&ub, &b, sizeof(ub));
+  const uint32_t mask = 0u - (uint32_t)c;
+  const uint32_t u = (ua & mask) | (ub & ~mask);
+  float r;
+  memcpy(&r, &u, sizeof(r));
+  return r;
 }
 
 // A diverged value by its bits: NaN, an infinity, or a magnitude of 1e20 or
@@ -117,16 +192,6 @@ FD_HD inline int PmlCoefB(bool bForward, bool bHigh) {
     return bHigh ? PML_B_HIGH_A : PML_B_LOW_B;
   return bHigh ? PML_B_HIGH_B : PML_B_LOW_A;
 }
-
-// Memory arrays of the acoustic step (low side; the high side is the next).
-enum {
-  PML_MEM_VX_X = 0, // D+ of Vx along x, pressure step
-  PML_MEM_P_X = 2,  // D- of P along x, velocity step
-  PML_MEM_VY_Y = 4, // D+ of Vy along y
-  PML_MEM_P_Y = 6,  // D- of P along y
-  PML_MEM_VZ_Z = 8, // D+ of Vz along z
-  PML_MEM_P_Z = 10, // D- of P along z
-};
 
 } // namespace fd
 

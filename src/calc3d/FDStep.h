@@ -1,0 +1,213 @@
+// Host traversal of the box of a half-step, the same for every method: the
+// step brings its physics policy (FDPoint.h) and this file runs it over the
+// interior rows, the PML zones of each axis or the taper frame.
+//
+// Each row (one z, one y) runs a loop generated for its exact set of
+// corrections, so that the interior loop has no branch and the border loops
+// test nothing per point: the taper cuts a row into its x zones and the
+// interior; with PML a row gets its y and z corrections in one loop, and its
+// x corrections either in the same loop, cut into the x zones, or, for a
+// policy whose update is linear in the x derivatives, in a pass over the
+// whole plane once all its rows are done. Rows that a small grid puts into
+// both zones of one axis take the per-point path of FDPoint.h.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+#include "Calc3D_OMP.h"
+#include "FDPoint.h"
+
+namespace fd {
+
+// A side as seen from one row: entry of point x at off + x (off - x on the
+// high x side).
+struct TPmlLine {
+  float* m = nullptr;
+  const float* a = nullptr;
+  const float* b = nullptr;
+  ptrdiff_t off = 0;
+};
+
+// Everything a half-step needs, gathered once per call.
+template <class P> struct TFdStep {
+  P ph;                      // fields and formulas
+  TFdGrid g;                 // sizes and boundary treatment
+  TPmlSide side[P::kDer][2]; // PML of each derivative: low, high side
+};
+
+// Fills the grid view and the PML sides of a step from the backend.
+template <class P> void InitStep(TFdStep<P>& c, const CCalc3D_OMP& o, const P& ph) {
+  c.ph = ph;
+  TFdGrid& g = c.g;
+  g.nx = o.m_nNx;
+  g.ny = o.m_nNy;
+  g.nz = o.m_nNz;
+  g.nzAll = o.m_nNzAll > 0 ? o.m_nNzAll : o.m_nNz;
+  g.z0 = o.m_nZ0;
+  g.sy = o.m_nNx;
+  g.sz = (ptrdiff_t)o.m_nNx * o.m_nNy;
+  g.nPml = o.m_nPML;
+  g.nStart = o.m_nStart;
+  g.nFrame = std::min(o.m_nFrame, kTaperWidth);
+  g.pDamp = o.m_fDamp;
+  float* const* coef[3] = {o.m_pPmlCoefX, o.m_pPmlCoefY, o.m_pPmlCoefZ};
+  g.bPml = o.m_bPML;
+  for (int j = 0; j < P::kDer; j++) {
+    const TPmlMemInfo mi = PmlMem(P::Mem(j));
+    for (int h = 0; h < 2; h++) {
+      TPmlSide& sd = c.side[j][h];
+      sd.m = o.m_pPmlMem[P::Mem(j) + h];
+      sd.a = coef[mi.nAxis][PmlCoefA(mi.bForward, h == 1)];
+      sd.b = coef[mi.nAxis][PmlCoefB(mi.bForward, h == 1)];
+      if (!sd.m || !sd.a || !sd.b)
+        g.bPml = false;
+    }
+  }
+  // PML asked for but not allocated: plain steps, and no taper either.
+  if (o.m_bPML && !g.bPml)
+    g.nFrame = 0;
+}
+
+// Taper factors by x for each distance ry of a row (ry < frame), and in the
+// last table for rows inside the frame in y and z. Entry 1 where no taper acts.
+inline std::vector<float> MakeDampTables(const TFdGrid& g) {
+  std::vector<float> t((size_t)(g.nFrame + 1) * g.nx, 1.0f);
+  for (int ry = 0; ry <= g.nFrame; ry++) {
+    float* row = &t[(size_t)ry * g.nx];
+    for (int x = 0; x < g.nx; x++) {
+      const int r = std::min(std::min(x, g.nx - 1 - x), ry);
+      if (r < g.nFrame)
+        row[x] = g.pDamp[r];
+    }
+  }
+  return t;
+}
+
+// The divergence probe: one point in the middle of each row.
+inline bool RowIsNaN(const TFdGrid& g, const float* pProbe, int z, int y, int x0, int x1) {
+  return IsDivergedBits(pProbe[g.Index(z, y, x0 + (x1 - x0) / 2)]);
+}
+
+// Rows that a small grid puts into both zones of one axis, or every row when
+// the two x zones meet, take the per-point path. gz: global plane.
+inline bool PointwisePmlRow(const TFdGrid& g, int gz, int y) {
+  const int N = g.nPml, s = g.nStart;
+  return (PmlLowLayer(y, N, s) >= 0 && PmlHighLayer(y, g.ny, N, s) >= 0) ||
+         (PmlLowLayer(gz, N, s) >= 0 && PmlHighLayer(gz, g.nzAll, N, s) >= 0) || N + s - 1 >= g.nx - N - s;
+}
+
+} // namespace fd
+
+// A loop whose iterations are independent, to be vectorised without alias
+// checks. Not an OpenMP simd loop under GCC: its lowering gives every local of
+// the body whose address is taken (the derivatives a policy fills) an array
+// per lane in memory, which defeats the vectorisation.
+#if defined(__clang__)
+#define FD_SIMD _Pragma("clang loop vectorize(assume_safety)")
+#elif defined(__GNUC__)
+#define FD_SIMD _Pragma("GCC ivdep")
+#else
+#define FD_SIMD _Pragma("omp simd")
+#endif
+
+#if defined(__GNUC__)
+#define FD_PREFETCH(p, rw) __builtin_prefetch((p), (rw))
+#define FD_VECTOR_TYPES 1 // vector types of the vector_size attribute (GCC, Clang)
+#else
+#define FD_PREFETCH(p, rw) ((void)(p))
+#define FD_VECTOR_TYPES 0
+#endif
+
+namespace fd {
+namespace rows_base {
+#if FD_VECTOR_TYPES && defined(__AVX__)
+typedef float VF __attribute__((vector_size(32)));
+typedef int VI __attribute__((vector_size(32)));
+#elif FD_VECTOR_TYPES
+typedef float VF __attribute__((vector_size(16)));
+typedef int VI __attribute__((vector_size(16)));
+#else
+typedef float VF;
+#endif
+#include "FDStepRows.h"
+} // namespace rows_base
+} // namespace fd
+
+// The same loops for processors with AVX2, chosen at run time: the steps are
+// partly bound by arithmetic, and the wider vectors shorten them. A build for
+// the native processor has no need of it.
+#if defined(__x86_64__) && FD_VECTOR_TYPES && !defined(__AVX2__)
+#define FD_ROWS_AVX2 1
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
+#else
+#pragma GCC push_options
+#pragma GCC target("avx2")
+#endif
+namespace fd {
+namespace rows_avx2 {
+typedef float VF __attribute__((vector_size(32)));
+typedef int VI __attribute__((vector_size(32)));
+#include "FDStepRows.h"
+} // namespace rows_avx2
+} // namespace fd
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
+#pragma GCC pop_options
+#endif
+#endif
+
+namespace fd {
+
+template <class P> using TPlaneFn = bool (*)(const TFdStep<P>&, const float*, int, int, int, int, int);
+
+template <class P> TPlaneFn<P> SelectPlane() {
+#ifdef FD_ROWS_AVX2
+  if (__builtin_cpu_supports("avx2"))
+    return rows_avx2::Plane<P>;
+#endif
+  return rows_base::Plane<P>;
+}
+
+// One half-step over the inclusive box; CALC_UNSTABLE where the probe found
+// a diverged value, else 0.
+template <class P> int RunStep(const TFdStep<P>& c, int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
+  bool bNaN = false;
+  if (nZ0 > nZ1 || nY0 > nY1 || nX0 > nX1)
+    return 0;
+  std::vector<float> tables;
+  if (!c.g.bPml)
+    tables = MakeDampTables(c.g);
+  const float* pTables = tables.empty() ? nullptr : tables.data();
+  const TPlaneFn<P> plane = SelectPlane<P>();
+#pragma omp parallel for schedule(static) reduction(|| : bNaN)
+  for (int z = nZ0; z <= nZ1; z++) {
+    if (plane(c, pTables, z, nY0, nY1, nX0, nX1))
+      bNaN = true;
+  }
+  return bNaN ? CALC_UNSTABLE : 0;
+}
+
+// The same with every point on the per-point path: slow, the reference of
+// the row loops.
+template <class P> int RunStepPointwise(const TFdStep<P>& c, int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
+  bool bNaN = false;
+  if (nZ0 > nZ1 || nY0 > nY1 || nX0 > nX1)
+    return 0;
+  const float* pProbe = c.ph.Probe();
+#pragma omp parallel for schedule(static) reduction(|| : bNaN)
+  for (int z = nZ0; z <= nZ1; z++) {
+    for (int y = nY0; y <= nY1; y++) {
+      for (int x = nX0; x <= nX1; x++)
+        StepPoint(c.ph, c.g, c.side, z, y, x);
+      if (pProbe && RowIsNaN(c.g, pProbe, z, y, nX0, nX1))
+        bNaN = true;
+    }
+  }
+  return bNaN ? CALC_UNSTABLE : 0;
+}
+
+} // namespace fd

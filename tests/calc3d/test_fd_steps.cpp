@@ -1,0 +1,157 @@
+// The step tables against the memory the backend allocates, and the row
+// traversal of a step whose x corrections stay in the row loop (the elastic
+// velocity step) against the per-point path.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+
+#include "calc3d/Calc3D_OMP.h"
+#include "calc3d/FDElastic.h"
+#include "calc3d/FDStep.h"
+
+namespace {
+
+void SetGrid(CCalc3D_OMP& c, int nMethod, bool bPml, int nx, int ny, int nz, int z0, int nzAll) {
+  c.m_Set.m_nMethod = nMethod;
+  c.m_bPML = bPml;
+  c.m_nFrame = fd::FrameWidth(nMethod, bPml);
+  c.m_nPML = fd::FdMethod(nMethod).nPml;
+  c.m_nStart = fd::FdMethod(nMethod).nStart;
+  c.m_nNx = nx, c.m_nNy = ny, c.m_nNz = nz;
+  c.m_nZ0 = z0, c.m_nNzAll = nzAll, c.m_nZ1 = z0 + nz - 1;
+  c.m_fH = 10, c.m_fDt = 0.001;
+  c.m_Signal.m_fFrequency = 20;
+}
+
+double MB(double floats) { return floats * 4 / 1048576; }
+
+} // namespace
+
+TEST(FdTables, PmlMemoryPlanIsWhatTheAllocationHolds) {
+  // On a grid of three different sizes, the PML need of the estimate (the
+  // difference to the same grid without PML) is the floats of the arrays
+  // that the allocation creates: the coefficients of each axis and the
+  // memories of the method, each on the slab of its derivative's axis.
+  for (int nMethod : {METHOD_ACOUSTIC, METHOD_ELASTIC, METHOD_ORTHORHOMBIC, METHOD_ANISOTROPIC}) {
+    CCalc3D_OMP c;
+    SetGrid(c, nMethod, false, 50, 46, 42, 0, 42);
+    ASSERT_EQ(0, c.AllocateMemory(true, true));
+    const double fWithout = c.m_fMemRequired;
+    SetGrid(c, nMethod, true, 50, 46, 42, 0, 42);
+    ASSERT_EQ(0, c.AllocateMemory(true, true));
+    const double fPmlNeed = c.m_fMemRequired - fWithout;
+    ASSERT_EQ(0, c.AllocateMemory(false, true));
+    const size_t slab[3] = {c.m_nPmlCountX, c.m_nPmlCountY, c.m_nPmlCountZ};
+    ASSERT_TRUE(slab[0] != slab[1] && slab[1] != slab[2]);
+    double fFloats = 0;
+    for (int a = 0; a < 3; a++) {
+      float** coef = a == 0 ? c.m_pPmlCoefX : (a == 1 ? c.m_pPmlCoefY : c.m_pPmlCoefZ);
+      for (int k = 0; k < fd::kPmlCoefPerAxis; k++) {
+        ASSERT_NE(coef[k], nullptr);
+        fFloats += slab[a];
+      }
+    }
+    int nMem = 0;
+    for (int k = 0; k < PML_MEM_COUNT; k++) {
+      if (!c.m_pPmlMem[k])
+        continue;
+      nMem++;
+      EXPECT_EQ(c.GetPmlMemSize(k), slab[fd::PmlMem(k).nAxis]) << nMethod << " k " << k;
+      c.m_pPmlMem[k][c.GetPmlMemSize(k) - 1] = 1.0f;
+      fFloats += c.GetPmlMemSize(k);
+    }
+    EXPECT_EQ(nMem, fd::PmlMemCount(nMethod)) << nMethod;
+    EXPECT_NEAR(fPmlNeed, MB(fFloats), 1e-9) << nMethod;
+  }
+}
+
+namespace {
+
+// The elastic velocity step of an object, or its per-point reference.
+fd::TFdStep<fd::CElaVelocity> ElaVelocityStep(const CCalc3D_OMP& o) {
+  fd::CElaVelocity ph;
+  ph.vx = o.m_pVx, ph.vy = o.m_pVy, ph.vz = o.m_pVz;
+  ph.txx = o.m_pTxx, ph.tyy = o.m_pTyy, ph.tzz = o.m_pTzz;
+  ph.txy = o.m_pTxy, ph.txz = o.m_pTxz, ph.tyz = o.m_pTyz;
+  ph.b = o.m_pB;
+  ph.sz = (ptrdiff_t)o.m_nNx * o.m_nNy;
+  ph.bSurface = !o.m_bSuppressSV;
+  fd::TFdStep<fd::CElaVelocity> c;
+  fd::InitStep(c, o, ph);
+  return c;
+}
+
+// Noise in all fields and memories; B is 0 (void) in the planes above
+// plane 8 and in a pocket below it, so that the surface form has points.
+void FillElastic(CCalc3D_OMP& c) {
+  std::mt19937 gen(5);
+  std::uniform_real_distribution<float> d(-1.0f, 1.0f);
+  const size_t m = c.GetCubeSize();
+  for (float* f : {c.m_pVx, c.m_pVy, c.m_pVz, c.m_pTxx, c.m_pTyy, c.m_pTzz, c.m_pTxy, c.m_pTxz, c.m_pTyz})
+    for (size_t i = 0; i < m; i++)
+      f[i] = d(gen);
+  const int nxy = c.m_nNx * c.m_nNy;
+  for (size_t i = 0; i < m; i++) {
+    const int z = (int)(i / nxy) + c.m_nZ0, x = (int)(i % c.m_nNx);
+    c.m_pB[i] = z < 8 || (z == 12 && x > 20 && x < 30) ? 0.0f : 0.2f + 0.1f * d(gen);
+  }
+  for (int k = 0; k < PML_MEM_COUNT; k++)
+    if (c.m_pPmlMem[k])
+      for (size_t i = 0; i < c.GetPmlMemSize(k); i++)
+        c.m_pPmlMem[k][i] = d(gen);
+  for (int i = 0; i < fd::kTaperWidth; i++)
+    c.m_fDamp[i] = 0.5f + 0.01f * i;
+}
+
+bool SameFloats(const float* a, const float* b, size_t n) { return std::memcmp(a, b, n * sizeof(float)) == 0; }
+
+} // namespace
+
+TEST(FdSteps, ElasticVelocityRowsMatchThePointwisePath) {
+  // PML with an interior on all axes, on a depth slab, on a grid whose y and
+  // z zones meet in places; the taper frame; the surface form on and off. The row loops
+  // take the x corrections inside the loop, in the order of the per-point
+  // path, so the results agree to the bit.
+  struct Case {
+    int nx, ny, nz, z0, nzAll;
+    bool bPml, bSurface;
+  };
+  const Case cases[] = {{60, 54, 50, 0, 50, true, true},
+                        {60, 54, 30, 10, 50, true, false},
+                        {60, 44, 36, 0, 36, true, true},
+                        {50, 46, 40, 0, 40, false, true},
+                        {90, 50, 44, 0, 44, false, false}};
+  for (const Case& k : cases) {
+    CCalc3D_OMP a, b;
+    for (CCalc3D_OMP* c : {&a, &b}) {
+      SetGrid(*c, METHOD_ELASTIC, k.bPml, k.nx, k.ny, k.nz, k.z0, k.nzAll);
+      if (!k.bPml)
+        c->m_nFrame = 12;
+      c->m_bSuppressSV = !k.bSurface;
+      ASSERT_EQ(0, c->AllocateMemory(false, true));
+      std::fill(c->m_pK, c->m_pK + c->GetCubeSize(), 2500.0f); // P velocity of the PML profile
+      if (k.bPml)
+        c->InitPMLProfile();
+    }
+    const int s = 2;
+    const int boxes[2][6] = {{s, s, s, k.nz - s - 1, k.ny - s - 1, k.nx - s - 1},
+                             {s + 1, 5, 7, k.nz - s - 4, k.ny - 9, k.nx - 4}};
+    for (const auto& bx : boxes) {
+      FillElastic(a);
+      FillElastic(b);
+      ASSERT_EQ(0, a.PropagateElaWaveU(bx[0], bx[1], bx[2], bx[3], bx[4], bx[5]));
+      ASSERT_EQ(0, fd::RunStepPointwise(ElaVelocityStep(b), bx[0], bx[1], bx[2], bx[3], bx[4], bx[5]));
+      const size_t m = a.GetCubeSize();
+      EXPECT_TRUE(SameFloats(a.m_pVx, b.m_pVx, m)) << k.nx << " pml " << k.bPml;
+      EXPECT_TRUE(SameFloats(a.m_pVy, b.m_pVy, m)) << k.nx << " pml " << k.bPml;
+      EXPECT_TRUE(SameFloats(a.m_pVz, b.m_pVz, m)) << k.nx << " pml " << k.bPml;
+      for (int j = 0; j < PML_MEM_COUNT; j++) {
+        if (a.m_pPmlMem[j]) {
+          EXPECT_TRUE(SameFloats(a.m_pPmlMem[j], b.m_pPmlMem[j], a.GetPmlMemSize(j))) << "k " << j;
+        }
+      }
+    }
+  }
+}
