@@ -264,9 +264,9 @@ public:
   int m_nZ0 = 0, m_nZ1 = 0;
   int m_nNzAll = 0;
   int m_nNx = 0, m_nNy = 0, m_nNz = 0;
-  int m_nFrame = 38;
-  int m_nPML = 21;
-  int m_nStart = 2;
+  int m_nFrame = fd::FrameWidth(fd::FD_ACOUSTIC, false);
+  int m_nPML = fd::FdMethod(fd::FD_ACOUSTIC).nPml;
+  int m_nStart = fd::FdMethod(fd::FD_ACOUSTIC).nStart;
   int m_nSnapEvery = 0;
   double m_fSnapT0 = 0, m_fSnapDt = 0.1;
   double m_fSnapNext = 0;

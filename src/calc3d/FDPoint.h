@@ -8,6 +8,11 @@
 //                                          derivative j; its axis and operator
 //                                          are those of that array (FDLayout.h)
 //   FD_HD const float* Src(int j) const;   field derivative j is taken of
+//   FD_HD void Derivs(ptrdiff_t i, ptrdiff_t sy, ptrdiff_t sz, float* d) const;
+//                                          the derivatives of point i: the base
+//                                          TPlainDerivs gives the differences
+//                                          of Src (averages over a cell need a
+//                                          Derivs of their own)
 //   template <bool TAPER> FD_HD void Update(ptrdiff_t i, const float* d, float f) const;
 //                                          the update of point i from the
 //                                          corrected derivatives d, with the
@@ -15,13 +20,11 @@
 //   const float* Probe() const;            field whose divergence is tested
 //                                          after each row, or null (host)
 //   static constexpr bool kDeferX;         the update is linear in every x
-//                                          derivative, which adds XWeight * d
-//                                          to XTarget: the host may then add
+//                                          derivative j: it adds XWeight(j) * d
+//                                          to XTarget(j), so the host may add
 //                                          the x corrections in a pass of
-//                                          their own (XTarget, XWeight below)
-// Derivatives of another form (averages over a cell) come from a member
-//   FD_HD void Derivs(ptrdiff_t i, ptrdiff_t sy, ptrdiff_t sz, float* d) const;
-// which replaces the plain differences of Src where a policy defines it.
+//                                          their own; then also
+//   FD_HD float* XTarget(int j) const;  FD_HD const float* XWeight(int j) const;
 #pragma once
 
 #include "FDScheme.h"
@@ -39,7 +42,6 @@ struct TFdGrid {
   const float* pDamp;
 
   FD_HD ptrdiff_t Index(int z, int y, int x) const { return (ptrdiff_t)z * sz + (ptrdiff_t)y * sy + x; }
-  FD_HD ptrdiff_t Stride(int nAxis) const { return nAxis == 0 ? 1 : (nAxis == 1 ? sy : sz); }
 };
 
 // One side of one derivative's PML: memory and the (a, b) coefficients, all
