@@ -1,4 +1,5 @@
 #include "Calc1D.h"
+#include "calc3d/FDLayout.h"
 
 #include "run/KelvoApp.h"
 #include "run/TaskFile.h"
@@ -19,7 +20,7 @@ int CCalc1D::ReadTask1D(std::vector<CString>& lines) {
   }
   m_bPML = true;
   get_parameter_bool(lines, "[modeling]", "PML", &m_bPML);
-  m_nFrame = m_bPML ? 26 : 38;
+  m_nFrame = fd::FrameWidth(fd::FD_ACOUSTIC, m_bPML);
   m_fH = 0;
   if (get_parameter_double(lines, "[Mesh]", "dx", &m_fH) != 0)
     get_parameter_double(lines, "[Mesh]", "dz", &m_fH);

@@ -3,6 +3,8 @@
 // it: Calculate reports that and fails.
 #pragma once
 
+#include "calc3d/FDLayout.h"
+
 #include <vector>
 
 #include "calc3d/Signal3D.h"
@@ -39,8 +41,8 @@ public:
   size_t m_nSeisLen = 0;
   double m_fH = 0;
   double m_fDt = 0;
-  int m_nFrame = 38;
-  int m_nPML = 21;
+  int m_nFrame = fd::kTaperWidth;
+  int m_nPML = fd::FdMethod(fd::FD_ACOUSTIC).nPml;
   float* m_pK = nullptr;
   float* m_pB = nullptr;
   float* m_pQ = nullptr;

@@ -7,6 +7,7 @@
 
 #include "calc3d/Calc3D.h"
 #include "calc3d/Calc3DModelCube.h"
+#include "calc3d/FDLayout.h"
 #include "calc3d/ModelCorrelation.h"
 #include "calc3d/ViscoCalc.h"
 #include "seisfile/SdsPC.h"
@@ -264,7 +265,7 @@ double CCalc3D::GetQFactor(double q, double fExp) {
 
 void CCalc3D::MakeDamp() {
   const float dt = (float)m_fDt;
-  for (int i = 0; i < 38; i++) {
+  for (int i = 0; i < fd::kTaperWidth; i++) {
     const double d = m_nFrame - i;
     m_fDamp[i] = i > 0 && i < m_nFrame ? (float)exp(-0.18 * d * d * (double)dt) : 0.0f;
   }

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "calc3d/Calc3D.h"
+#include "calc3d/FDLayout.h"
 #include "run/TaskFile.h"
 
 // Whitespace-separated numbers of a list key; negative entries are dropped.
@@ -58,12 +59,8 @@ int CCalc3D::ReadTask3D(const char* /*section*/, std::vector<CString>& lines) {
 
   m_bPML = true;
   get_parameter_bool(lines, SEC, "PML", &m_bPML);
-  m_nFrame = m_bPML ? 26 : 38;
-  m_nPML = 21;
-  if (nMethod == 104 && m_bPML) {
-    m_nFrame = 23;
-    m_nPML = 19;
-  }
+  m_nFrame = fd::FrameWidth(nMethod, m_bPML);
+  m_nPML = fd::FdMethod(nMethod).nPml;
 
   m_fH = 0;
   get_parameter_double(lines, "[Mesh]", "dx", &m_fH);

@@ -12,6 +12,7 @@
 #include "calc1d/Calc1D.h"
 #include "calc3d/Calc3D.h"
 #include "calc3d/Calc3D_OMP.h"
+#include "calc3d/FDLayout.h"
 
 static const char* const SEC_TASK = "[TASK]";
 static const char* const SEC_MODELING = "[modeling]";
@@ -211,7 +212,7 @@ int CKelvoApp::ReadTaskLines(std::vector<CString>& lines) {
     delete m_pCalc3D;
     // Only the host backend is built in; InitGPU has cleared m_bUseCUDA.
     m_pCalc3D = new CCalc3D_OMP();
-    m_pCalc3D->m_nStart = m_nMethod == METHOD_ANISOTROPIC ? 3 : 2;
+    m_pCalc3D->m_nStart = fd::FdMethod(m_nMethod).nStart;
     if (m_nFirstPoint == 0)
       get_parameter_int(lines, SEC_MODELING, "First Point", &m_nFirstPoint);
     if (m_nLastPoint == 0)
