@@ -10,15 +10,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "FDLayout.h"
-
-#ifndef FD_HD
-#if defined(__CUDACC__)
-#define FD_HD __host__ __device__
-#else
-#define FD_HD
-#endif
-#endif
+#include "FDLayout.h" // also defines FD_HD
 
 #if defined(__CUDACC__) || defined(__GNUC__)
 #define FD_RESTRICT __restrict__
