@@ -85,100 +85,45 @@ static double MachineMemoryMB() {
   return ((double)si.totalram + (double)si.totalswap) * si.mem_unit / 1048576.0;
 }
 
-int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
-  if (!bEstimate)
-    FreeMemory(true, true, true, true, true);
-
-  const int nMethod = GetMethod();
+// The memory plan of a shot as printed before its arrays are allocated.
+void CCalc3D_OMP::PrintMemoryPlan(int G, int C, int n, size_t S, size_t nPlane, double fModel, double fPart,
+                                  double fVisco, double fSeis, double fTime, double fPml, double R, double fAvail,
+                                  bool bConfigured) {
   const size_t m = GetCubeSize();
-  const size_t nPlane = (size_t)std::max(m_nNx, m_nNy) * m_nNz;
+  const int L = m_nViscoL;
+  const bool bBig = m_Set.m_bBigSeismogram;
+  u_LinePrint(" Memory ");
+  u_Print("Model grids (x,y,z)=(%dx%dx%d) %dx%1.2f MB = %1.0f MB.\n", m_nNx, m_nNy, m_nNz, G, MB((double)m), fModel);
+  u_Print("Particle components (x,y,z)=(%dx%dx%d) %dx%1.2f MB = %1.0f MB.\n", m_nNx, m_nNy, m_nNz, C, MB((double)m),
+          fPart);
+  if (fVisco > 0)
+    u_Print("Visco-elastic components, L=%d, %dx%1.2f MB = %1.0f MB.\n", L, 9 * L, MB((double)m), fVisco);
+  if (fSeis > 0) {
+    if (bBig)
+      u_Print("Seismogram (n)=(%d) %dx%1.2f MB = %1.0f MB.\n", n, 4, MB((double)S), fSeis);
+    else
+      u_Print("Seismogram (n,t)=(%dx%d) %dx%1.2f MB = %1.0f MB.\n", n, (int)m_nSeisLen, 4, MB((double)S), fSeis);
+  }
+  if (fTime > 0)
+    u_Print("Time Field Grids %1.0f MB.\n", fTime);
+  if (MB((double)nPlane) > 0)
+    u_Print("Additioal Grids %1.0f MB.\n", MB((double)nPlane));
+  if (fPml > 0)
+    u_Print("PML Grids = %1.0f MB\n", fPml);
+  if (bConfigured)
+    u_Print("Total Required = %1.0f MB, Available = %1.0f MB (Configured)\n", R, fAvail);
+  else
+    u_Print("Total Required = %1.0f MB, Available = %1.0f MB\n", R, fAvail);
+  u_Line();
+  u_Print("\n");
+}
+
+// Allocates every array of the method, zeroed; the wavefields and PML arrays
+// on shifted starts (see NewShifted). CALC_NO_MEMORY when one fails.
+int CCalc3D_OMP::AllocateArrays(size_t m, size_t nPlane, size_t nCube) {
+  const int nMethod = GetMethod();
   const int L = m_nViscoL;
   const bool bQ = !m_Set.m_strModelQ.IsEmpty();
-  const bool bBig = m_Set.m_bBigSeismogram;
-
-  int G = 2 + (bQ ? 1 : 0);
-  if (nMethod == METHOD_ELASTIC)
-    G += 1;
-  else if (nMethod == METHOD_ORTHORHOMBIC)
-    G += 8;
-  else if (nMethod == METHOD_ANISOTROPIC)
-    G += 20;
-  if (L > 0)
-    G -= 1;
-  const int C = nMethod == METHOD_ACOUSTIC ? 4 : 9;
-
-  SetPmlCounts();
-  const size_t T = m_nPmlCountX + m_nPmlCountY + m_nPmlCountZ;
-  const int F = fd::PmlFloatsPerSlabPoint(nMethod);
-  const double fPml = m_bPML ? MB((double)F * T) : 0.0;
-
-  const size_t n = m_vRcvIdx.size();
-  const size_t S = bBig ? n : n * m_nSeisLen;
-  const size_t nCube = (size_t)m_nTimeNx * m_nTimeNy * m_nTimeNz;
-  int t = 0;
-  for (int i = 0; i < 2; i++)
-    if (m_nTimeFieldType & (1 << i))
-      t++;
-
-  const double fModel = MB((double)G * m);
-  const double fPart = MB((double)C * m);
-  const double fVisco = MB(3.0 * L * m) + MB(6.0 * L * m);
-  const double fSeis = 4 * MB((double)S);
-  const double fTime = MB(2.0 * t * nCube);
-  const double R = fModel + fPart + fVisco + fSeis + fPml + fTime;
-
-  const int nHostGB = m_Set.m_nHostMemoryGB;
-  double fAvail;
-  if (nHostGB > 0) {
-    fAvail = nHostGB * 1024.0;
-  } else {
-    fAvail = (double)sysconf(_SC_PHYS_PAGES) * (double)sysconf(_SC_PAGESIZE) / 1048576.0;
-  }
-
-  if (!bQuiet) {
-    u_LinePrint(" Memory ");
-    u_Print("Model grids (x,y,z)=(%dx%dx%d) %dx%1.2f MB = %1.0f MB.\n", m_nNx, m_nNy, m_nNz, G, MB((double)m), fModel);
-    u_Print("Particle components (x,y,z)=(%dx%dx%d) %dx%1.2f MB = %1.0f MB.\n", m_nNx, m_nNy, m_nNz, C, MB((double)m),
-            fPart);
-    if (fVisco > 0)
-      u_Print("Visco-elastic components, L=%d, %dx%1.2f MB = %1.0f MB.\n", L, 9 * L, MB((double)m), fVisco);
-    if (fSeis > 0) {
-      if (bBig)
-        u_Print("Seismogram (n)=(%d) %dx%1.2f MB = %1.0f MB.\n", (int)n, 4, MB((double)S), fSeis);
-      else
-        u_Print("Seismogram (n,t)=(%dx%d) %dx%1.2f MB = %1.0f MB.\n", (int)n, (int)m_nSeisLen, 4, MB((double)S), fSeis);
-    }
-    if (fTime > 0)
-      u_Print("Time Field Grids %1.0f MB.\n", fTime);
-    if (MB((double)nPlane) > 0)
-      u_Print("Additioal Grids %1.0f MB.\n", MB((double)nPlane));
-    if (fPml > 0)
-      u_Print("PML Grids = %1.0f MB\n", fPml);
-    if (nHostGB > 0)
-      u_Print("Total Required = %1.0f MB, Available = %1.0f MB (Configured)\n", R, fAvail);
-    else
-      u_Print("Total Required = %1.0f MB, Available = %1.0f MB\n", R, fAvail);
-    u_Line();
-    u_Print("\n");
-  }
-
-  if (bEstimate) {
-    m_fMemAvailable = fAvail;
-    m_fMemRequired = R;
-    return 0;
-  }
-
-  if (fAvail < R)
-    u_Warning("Warning! Not enough memory the on computer. Requested %g MB, but only %g MB is "
-              "available.\n",
-              R, fAvail);
-  // Zeroing grids larger than the machine's memory and swap together would
-  // only end in the kernel's out-of-memory killer: fail as an allocation does.
-  if (R > MachineMemoryMB()) {
-    u_Error("Error! Not enough memory. Please, try to increase spatial steps.\n");
-    return CALC_NO_MEMORY;
-  }
-
   int nSlot = 0;
   try {
     m_pK = NewZeroed(m);
@@ -245,6 +190,81 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
     u_Error("Error! Not enough memory. Please, try to increase spatial steps.\n");
     return CALC_NO_MEMORY;
   }
+  return 0;
+}
+
+int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
+  if (!bEstimate)
+    FreeMemory(true, true, true, true, true);
+
+  const int nMethod = GetMethod();
+  const size_t m = GetCubeSize();
+  const size_t nPlane = (size_t)std::max(m_nNx, m_nNy) * m_nNz;
+  const int L = m_nViscoL;
+  const bool bQ = !m_Set.m_strModelQ.IsEmpty();
+  const bool bBig = m_Set.m_bBigSeismogram;
+
+  int G = 2 + (bQ ? 1 : 0);
+  if (nMethod == METHOD_ELASTIC)
+    G += 1;
+  else if (nMethod == METHOD_ORTHORHOMBIC)
+    G += 8;
+  else if (nMethod == METHOD_ANISOTROPIC)
+    G += 20;
+  if (L > 0)
+    G -= 1;
+  const int C = nMethod == METHOD_ACOUSTIC ? 4 : 9;
+
+  SetPmlCounts();
+  const size_t T = m_nPmlCountX + m_nPmlCountY + m_nPmlCountZ;
+  const int F = fd::PmlFloatsPerSlabPoint(nMethod);
+  const double fPml = m_bPML ? MB((double)F * T) : 0.0;
+
+  const size_t n = m_vRcvIdx.size();
+  const size_t S = bBig ? n : n * m_nSeisLen;
+  const size_t nCube = (size_t)m_nTimeNx * m_nTimeNy * m_nTimeNz;
+  int t = 0;
+  for (int i = 0; i < 2; i++)
+    if (m_nTimeFieldType & (1 << i))
+      t++;
+
+  const double fModel = MB((double)G * m);
+  const double fPart = MB((double)C * m);
+  const double fVisco = MB(3.0 * L * m) + MB(6.0 * L * m);
+  const double fSeis = 4 * MB((double)S);
+  const double fTime = MB(2.0 * t * nCube);
+  const double R = fModel + fPart + fVisco + fSeis + fPml + fTime;
+
+  const int nHostGB = m_Set.m_nHostMemoryGB;
+  double fAvail;
+  if (nHostGB > 0) {
+    fAvail = nHostGB * 1024.0;
+  } else {
+    fAvail = (double)sysconf(_SC_PHYS_PAGES) * (double)sysconf(_SC_PAGESIZE) / 1048576.0;
+  }
+
+  if (!bQuiet)
+    PrintMemoryPlan(G, C, (int)n, S, nPlane, fModel, fPart, fVisco, fSeis, fTime, fPml, R, fAvail, nHostGB > 0);
+
+  if (bEstimate) {
+    m_fMemAvailable = fAvail;
+    m_fMemRequired = R;
+    return 0;
+  }
+
+  if (fAvail < R)
+    u_Warning("Warning! Not enough memory the on computer. Requested %g MB, but only %g MB is "
+              "available.\n",
+              R, fAvail);
+  // Zeroing grids larger than the machine's memory and swap together would
+  // only end in the kernel's out-of-memory killer: fail as an allocation does.
+  if (R > MachineMemoryMB()) {
+    u_Error("Error! Not enough memory. Please, try to increase spatial steps.\n");
+    return CALC_NO_MEMORY;
+  }
+
+  if (AllocateArrays(m, nPlane, nCube) != 0)
+    return CALC_NO_MEMORY;
 
   const int nLimit = m_Set.m_nMemoryLimit;
   if (nLimit > 0 && nLimit < (int)R) {

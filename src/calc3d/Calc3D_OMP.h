@@ -25,6 +25,10 @@ public:
   ~CCalc3D_OMP() override;
 
   int AllocateMemory(bool bEstimate, bool bQuiet) override;
+  // Parts of AllocateMemory: the arrays themselves, and the printed plan.
+  int AllocateArrays(size_t m, size_t nPlane, size_t nCube);
+  void PrintMemoryPlan(int G, int C, int n, size_t S, size_t nPlane, double fModel, double fPart, double fVisco,
+                       double fSeis, double fTime, double fPml, double R, double fAvail, bool bConfigured);
   int AllocateMemorySeismogram() override;
   int FreeMemory(bool bModel, bool bWave, bool bSeismogram, bool bTimeField, bool bPlane) override;
   int LoadModel() override;
