@@ -484,7 +484,6 @@ int CCalc3D_OMP::StepNotBuilt(const char* szStep) {
   return CALC_NO_FIELD;
 }
 
-int CCalc3D_OMP::PropagateElaWaveTau(int, int, int, int, int, int) { return StepNotBuilt("The elastic stress step"); }
 
 int CCalc3D_OMP::PropagateOrtWaveTau(int, int, int, int, int, int) {
   return StepNotBuilt("The orthorhombic stress step");

@@ -1,5 +1,6 @@
 // Host elastic steps: the velocity half-step of the elastic and anisotropic
-// methods. The formulas are those of FDElastic.h, the traversal that of
+// methods and the stress half-step of the isotropic medium, elastic or
+// viscoelastic. The formulas are those of FDElastic.h, the traversal that of
 // FDStep.h.
 #include "Calc3D_OMP.h"
 #include "FDElastic.h"
@@ -25,4 +26,47 @@ int CCalc3D_OMP::PropagateElaWaveU(int nZ0, int nY0, int nX0, int nZ1, int nY1, 
   fd::InitStep(c, *this, ph);
   fd::RunStep(c, nZ0, nY0, nX0, nZ1, nY1, nX1);
   return 0;
+}
+
+namespace {
+
+template <int MODE> int RunStress(const CCalc3D_OMP& o, int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
+  fd::TElaStress<MODE> ph;
+  ph.vx = o.m_pVx;
+  ph.vy = o.m_pVy;
+  ph.vz = o.m_pVz;
+  ph.txx = o.m_pTxx;
+  ph.tyy = o.m_pTyy;
+  ph.tzz = o.m_pTzz;
+  ph.txy = o.m_pTxy;
+  ph.txz = o.m_pTxz;
+  ph.tyz = o.m_pTyz;
+  ph.k = o.m_pK;
+  ph.mu = o.m_pMu;
+  ph.b = o.m_pB;
+  ph.q = o.m_pQ;
+  ph.visco = o.m_pVisco;
+  ph.viscoG = o.m_pViscoG;
+  ph.L = o.m_nViscoL;
+  ph.dt = (float)o.m_fDt;
+  ph.s = o.m_fSuppress;
+  ph.sz = (ptrdiff_t)o.m_nNx * o.m_nNy;
+  ph.bSurface = !o.m_bSuppressSV;
+  fd::TFdStep<fd::TElaStress<MODE>> c;
+  fd::InitStep(c, o, ph);
+  return fd::RunStep(c, nZ0, nY0, nX0, nZ1, nY1, nX1);
+}
+
+} // namespace
+
+int CCalc3D_OMP::PropagateElaWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
+  if (!m_pVx || !m_pVy || !m_pVz || !m_pTxx || !m_pTyy || !m_pTzz || !m_pTxy || !m_pTxz || !m_pTyz || !m_pK || !m_pMu ||
+      !m_pB)
+    return CALC_NO_FIELD;
+  // Relaxation mechanisms where there are any; otherwise Q as a stress factor.
+  if (m_nViscoL > 0 && m_pVisco && m_pViscoG)
+    return RunStress<fd::ELA_VISCO>(*this, nZ0, nY0, nX0, nZ1, nY1, nX1);
+  if (m_pQ)
+    return RunStress<fd::ELA_QFACTOR>(*this, nZ0, nY0, nX0, nZ1, nY1, nX1);
+  return RunStress<fd::ELA_PLAIN>(*this, nZ0, nY0, nX0, nZ1, nY1, nX1);
 }

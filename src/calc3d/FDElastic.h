@@ -57,4 +57,109 @@ struct CElaVelocity : TPlainDerivs<CElaVelocity> {
   const float* Probe() const { return nullptr; }
 };
 
+// How the stresses of the isotropic step end: plain, multiplied by the
+// per-point factor of Q, or with the relaxation mechanisms of a
+// viscoelastic medium.
+enum : int { ELA_PLAIN = 0, ELA_QFACTOR = 1, ELA_VISCO = 2 };
+
+// Stress half-step of the isotropic medium, all six stresses in one pass from
+// the nine velocity differences. s scales the shear modulus and keeps the P
+// velocity (s = 0 is a fluid of the same sound speed). Under a free surface
+// with the S wave of the source not suppressed, Txz and Tyz keep their values:
+// the surface form.
+template <int MODE> struct TElaStress : TPlainDerivs<TElaStress<MODE>> {
+  const float* vx;
+  const float* vy;
+  const float* vz;
+  float* txx;
+  float* tyy;
+  float* tzz;
+  float* txy;
+  float* txz;
+  float* tyz;
+  const float* k;     // lambda + 2 mu, scaled
+  const float* mu;    // mu, scaled
+  const float* b;     // buoyancy, for the plane above
+  const float* q;     // ELA_QFACTOR: the stress factor of a point
+  const float* visco; // ELA_VISCO: L records (tauP, tauS, tauSigma) a point
+  float* viscoG;      // ELA_VISCO: L records of six memories a point
+  int L;
+  float dt;
+  float s;       // S-wave suppression factor of this step
+  ptrdiff_t sz;  // stride of z, for B of the plane above
+  bool bSurface; // the surface form applies where the plane above is void
+
+  // dxx = Dx+ Vx, dyy = Dy+ Vy, dzz = Dz+ Vz; exy = Dy- Vx + Dx- Vy;
+  // exz = Dz- Vx + Dx- Vz; eyz = Dz- Vy + Dy- Vz.
+  static constexpr int kDer = 9;
+  static constexpr bool kDeferX = false;
+  FD_HD static constexpr int Mem(int j) {
+    constexpr int m[kDer] = {PML_MEM_VX_X, PML_MEM_VY_Y, PML_MEM_VZ_Z, PML_MEM_VX_Y, PML_MEM_VY_X,
+                             PML_MEM_VX_Z, PML_MEM_VZ_X, PML_MEM_VY_Z, PML_MEM_VZ_Y};
+    return m[j];
+  }
+  FD_HD const float* Src(int j) const {
+    const float* f[kDer] = {vx, vy, vz, vx, vy, vx, vz, vy, vz};
+    return f[j];
+  }
+
+  // The memories of the L mechanisms of point i advance one step; their
+  // stress terms go to R (xx, yy, zz, yz, xz, xy), and the moduli take the
+  // relaxed-to-unrelaxed sums. Only where the first record is not neutral.
+  FD_HD FD_INLINE void Relax(ptrdiff_t i, const float* d, float K, float& lam, float& m, float& Kp, float* R) const {
+    const float* rec = visco + i * L * 3;
+    float* g = viscoG + i * L * 6;
+    float Sp = 1, Ss = 1;
+    const float exy = d[3] + d[4], exz = d[5] + d[6], eyz = d[7] + d[8];
+    for (int l = 0; l < L; l++, rec += 3, g += 6) {
+      Sp += rec[0];
+      Ss += rec[1];
+      const float t = dt / rec[2];
+      const float c1 = (t + t) / (t + 2), c2 = (2 - t) / (t + 2);
+      const float kp = K * rec[0], ks = m * rec[1], w = kp - ks - ks;
+      const float nw[6] = {g[0] * c2 - (kp * d[0] + w * d[1] + w * d[2]) * c1,
+                           g[1] * c2 - (w * d[0] + kp * d[1] + w * d[2]) * c1,
+                           g[2] * c2 - (w * d[0] + w * d[1] + kp * d[2]) * c1,
+                           g[3] * c2 - eyz * ks * c1,
+                           g[4] * c2 - exz * ks * c1,
+                           g[5] * c2 - exy * ks * c1};
+      for (int c = 0; c < 6; c++) {
+        R[c] += (nw[c] + g[c]) * 0.5f;
+        g[c] = nw[c];
+      }
+    }
+    lam *= Sp;
+    m *= Ss;
+    Kp = lam + m + m;
+  }
+
+  // The taper and the Q factor act on the new stresses.
+  template <bool TAPER> FD_HD FD_INLINE void Update(ptrdiff_t i, const float* d, float f) const {
+    const float K = k[i];
+    float m = mu[i] * s;
+    float lam = K - m - m;
+    float Kp = K;
+    float R[6] = {0, 0, 0, 0, 0, 0};
+    if (MODE == ELA_VISCO && visco[i * L * 3 + 2] < 1.0f)
+      Relax(i, d, K, lam, m, Kp, R);
+    float sxx = txx[i] + Kp * d[0] + lam * d[1] + lam * d[2] + R[0];
+    float syy = tyy[i] + lam * d[0] + Kp * d[1] + lam * d[2] + R[1];
+    float szz = tzz[i] + lam * d[0] + lam * d[1] + Kp * d[2] + R[2];
+    float sxy = txy[i] + m * (d[3] + d[4]) + R[5];
+    // Under a free surface the shear stresses across it keep their values.
+    const bool bFree = bSurface & !(b[i - sz] > 0.0f);
+    float sxz = txz[i] + Select(bFree, 0.0f, m * (d[5] + d[6]) + R[4]);
+    float syz = tyz[i] + Select(bFree, 0.0f, m * (d[7] + d[8]) + R[3]);
+    float fac = TAPER ? f : 1.0f;
+    if (MODE == ELA_QFACTOR)
+      fac *= q[i];
+    if (TAPER || MODE == ELA_QFACTOR) {
+      sxx *= fac, syy *= fac, szz *= fac, sxy *= fac, sxz *= fac, syz *= fac;
+    }
+    txx[i] = sxx, tyy[i] = syy, tzz[i] = szz, txy[i] = sxy, txz[i] = sxz, tyz[i] = syz;
+  }
+  // A diverging run shows in the normal stresses.
+  const float* Probe() const { return txx; }
+};
+
 } // namespace fd

@@ -34,7 +34,8 @@ struct Homogeneous {
   // velocity of each point.
   void Build(int nx, int ny, int nz, bool bPml, double h, double dt, double vp, double rho, double f = 20.0,
              float (*vpAt)(int, int, int) = nullptr) {
-    calc.m_Set.m_nMethod = METHOD_ACOUSTIC;
+    if (calc.m_Set.m_nMethod < METHOD_ACOUSTIC)
+      calc.m_Set.m_nMethod = METHOD_ACOUSTIC;
     calc.m_Set.m_nFirstPoint = calc.m_Set.m_nLastPoint = 1;
     calc.m_nShot = 1;
     calc.m_bPML = bPml;
@@ -72,6 +73,21 @@ struct Homogeneous {
       calc.m_pK[i] = v * v * r * kc;
       calc.m_pB[i] = kb / r;
     }
+  }
+
+  // The same grid as an isotropic elastic medium: Vs and density uniform,
+  // the S wave of the source not suppressed (a physical source).
+  void BuildElastic(int nx, int ny, int nz, bool bPml, double h, double dt, double vp, double vs, double rho,
+                    double f = 20.0, int nViscoL = 0) {
+    calc.m_Set.m_nMethod = METHOD_ELASTIC;
+    calc.m_nViscoL = nViscoL;
+    Build(nx, ny, nz, bPml, h, dt, vp, rho, f);
+    const double s = dt / h;
+    const float mu = (float)(vs * vs * rho * s / 15000.0);
+    for (size_t i = 0; i < calc.GetCubeSize(); i++)
+      calc.m_pMu[i] = mu;
+    calc.m_bSuppressSV = false;
+    calc.m_fSuppress = 1;
   }
 
   size_t Idx(int x, int y, int z) const { return ((size_t)z * calc.m_nNy + y) * calc.m_nNx + x; }
