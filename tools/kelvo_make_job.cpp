@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "common.h"
 #include "output/ExampleJob.h"
@@ -21,8 +22,10 @@ void PrintUsage() {
          "  --layers V:Z,...,V    layer velocities with the depth of each base, the last one\n"
          "                        without (default 1500:100,2000:200,2500)\n"
          "  --vp V                homogeneous model of velocity V\n"
-         "  --vs                  also write an S-velocity cube (Vp/sqrt(3))\n"
-         "  --density             also write a density cube (Gardner's relation)\n"
+         "  --vs                  also write an S-velocity cube (Vp/sqrt(3)); implied by elastic\n"
+         "  --density             also write a density cube (Gardner's relation); implied by elastic\n"
+         "  --q Q[,Q...]          also write a quality-factor cube: one Q for all layers, or one\n"
+         "                        per layer (default 50 with --visco)\n"
          "Survey:\n"
          "  --shots N             shots along x at mid y (default 2)\n"
          "  --lines N             receiver lines along x (default 1)\n"
@@ -31,7 +34,10 @@ void PrintUsage() {
          "  --receiver-depth Z    receiver depth in metres (default 20)\n"
          "  --shot-id-base N      shot s gets the id N+s; 0 for no ids (default 100)\n"
          "Job file:\n"
-         "  --method NAME         acoustic, elastic (default acoustic)\n"
+         "  --method NAME         acoustic, elastic (default acoustic; elastic with --visco)\n"
+         "  --visco L             viscoelastic medium of L relaxation mechanisms (1..10) from the\n"
+         "                        Q cube; elastic method\n"
+         "  --apparent            the model's velocities are apparent ones (with --visco)\n"
          "  --dx M                grid step in metres (default 10)\n"
          "  --dt S                time step in seconds (default 0.001)\n"
          "  --record T1[,DT]      record length and sample interval in seconds (default 0.3,0.002)\n"
@@ -81,6 +87,24 @@ bool ParseNumber(const char* sz, double& v) {
   return stop != sz && *stop == 0;
 }
 
+// One quality factor, or a list of them, each above 0.
+bool ParseQualities(const char* sz, std::vector<double>& v) {
+  v.clear();
+  std::string s(sz);
+  size_t pos = 0;
+  while (pos <= s.size()) {
+    size_t end = s.find(',', pos);
+    if (end == std::string::npos)
+      end = s.size();
+    double q = 0;
+    if (!ParseNumber(s.substr(pos, end - pos).c_str(), q) || q <= 0)
+      return false;
+    v.push_back(q);
+    pos = end + 1;
+  }
+  return !v.empty();
+}
+
 bool ParseInt(const char* sz, int& v) {
   char* stop = nullptr;
   long n = strtol(sz, &stop, 10);
@@ -102,6 +126,7 @@ int main(int argc, char** argv) {
   CExampleJob job;
   job.m_strDir = "example-job";
   bool bModelStep = false;
+  bool bMethod = false;
   for (int i = 1; i < argc; i++) {
     const char* opt = argv[i];
     if (!strcmp(opt, "--help") || !strcmp(opt, "-h")) {
@@ -109,7 +134,8 @@ int main(int argc, char** argv) {
       return 0;
     }
     const char* val = nullptr;
-    if (strcmp(opt, "--vs") && strcmp(opt, "--density")) {
+    const bool bFlag = !strcmp(opt, "--vs") || !strcmp(opt, "--density") || !strcmp(opt, "--apparent");
+    if (!bFlag) {
       if (i + 1 >= argc) {
         fprintf(stderr, "kelvo_make_job: option %s needs a value (see --help)\n", opt);
         return 2;
@@ -136,6 +162,13 @@ int main(int argc, char** argv) {
       job.m_bVs = true;
     } else if (!strcmp(opt, "--density")) {
       job.m_bDensity = true;
+    } else if (!strcmp(opt, "--q")) {
+      ok = ParseQualities(val, job.m_vQ);
+      job.m_bQ = true;
+    } else if (!strcmp(opt, "--visco")) {
+      ok = ParseInt(val, job.m_nViscoL) && job.m_nViscoL >= 1 && job.m_nViscoL <= 10;
+    } else if (!strcmp(opt, "--apparent")) {
+      job.m_bApparentVelocity = true;
     } else if (!strcmp(opt, "--shots")) {
       ok = ParseInt(val, job.m_nShots) && job.m_nShots > 0;
     } else if (!strcmp(opt, "--lines")) {
@@ -155,6 +188,7 @@ int main(int argc, char** argv) {
         job.m_strMethod = "3D Elastic";
       else
         ok = false;
+      bMethod = true;
     } else if (!strcmp(opt, "--dx")) {
       ok = ParseNumber(val, job.m_fH) && job.m_fH > 0;
     } else if (!strcmp(opt, "--dt")) {
@@ -192,6 +226,24 @@ int main(int argc, char** argv) {
   }
   if (!bModelStep)
     job.m_fModelStep = job.m_fH;
+  // A viscoelastic medium is one of the elastic method, from the Q cube.
+  if (job.m_nViscoL > 0) {
+    if (!bMethod)
+      job.m_strMethod = "3D Elastic";
+    job.m_bQ = true;
+  }
+  if (job.m_bApparentVelocity && job.m_nViscoL == 0) {
+    fprintf(stderr, "kelvo_make_job: --apparent needs --visco (see --help)\n");
+    return 2;
+  }
+  // The elastic method gets its S velocities and densities as cubes.
+  if (job.m_strMethod != "3D Acoustic")
+    job.m_bVs = job.m_bDensity = true;
+  const CString strProblem = job.Check();
+  if (!strProblem.IsEmpty()) {
+    fprintf(stderr, "kelvo_make_job: %s (see --help)\n", (const char*)strProblem);
+    return 2;
+  }
 
   const int nResult = job.Write();
   if (nResult != 0)
@@ -199,5 +251,8 @@ int main(int argc, char** argv) {
   printf("Example job written to %s: %d shot(s), %d line(s) of %d receivers, model %gx%gx%g m.\n",
          (const char*)job.m_strDir, job.m_nShots, job.m_nLines, job.m_nReceivers, job.m_fX1 - job.m_fX0,
          job.m_fY1 - job.m_fY0, job.m_fZ1 - job.m_fZ0);
+  if (job.m_strMethod != "3D Acoustic")
+    printf("Method %s%s.\n", (const char*)job.m_strMethod,
+           job.m_nViscoL > 0 ? CString(0, ", viscoelastic with L = %d", job.m_nViscoL).c_str() : "");
   return 0;
 }

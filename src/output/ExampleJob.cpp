@@ -10,11 +10,12 @@
 const char* CExampleJob::VP_FILE = "vp.sgy";
 const char* CExampleJob::VS_FILE = "vs.sgy";
 const char* CExampleJob::DENSITY_FILE = "density.sgy";
+const char* CExampleJob::Q_FILE = "q.sgy";
 const char* CExampleJob::SURVEY_FILE = "survey.txt";
 const char* CExampleJob::TASK_FILE = "runtask.ini";
 
 namespace {
-enum { CUBE_VP = 0, CUBE_VS = 1, CUBE_DENSITY = 2 };
+enum { CUBE_VP = 0, CUBE_VS = 1, CUBE_DENSITY = 2, CUBE_Q = 3 };
 }
 
 CExampleJob::CExampleJob() : m_strDir(".") {
@@ -36,6 +37,30 @@ double CExampleJob::VelocityAt(double z) const {
   return m_vLayers.empty() ? 2000.0 : m_vLayers.back().m_fVp;
 }
 
+double CExampleJob::QualityAt(double z) const {
+  if (m_vQ.empty())
+    return 0.0;
+  if (m_vQ.size() == 1)
+    return m_vQ[0];
+  for (size_t i = 0; i < m_vLayers.size() && i < m_vQ.size(); i++)
+    if (z < m_vLayers[i].m_fBottom)
+      return m_vQ[i];
+  return m_vQ.back();
+}
+
+CString CExampleJob::Check() const {
+  if (m_bQ && m_vQ.size() != 1 && m_vQ.size() != m_vLayers.size())
+    return CString(0, "%d quality factors for %d layers: give one, or one per layer", (int)m_vQ.size(),
+                   (int)m_vLayers.size());
+  if (m_nViscoL < 0 || m_nViscoL > 10)
+    return CString(0, "%d relaxation mechanisms: 1 to 10, or 0 for none", m_nViscoL);
+  if (m_nViscoL > 0 && m_strMethod == "3D Acoustic")
+    return CString("a viscoelastic medium needs an elastic method");
+  if (m_nViscoL > 0 && !m_bQ)
+    return CString("a viscoelastic medium needs the quality-factor cube");
+  return CString();
+}
+
 C3DPointR CExampleJob::ShotPosition(int nShot) const {
   double x = m_fX0 + (m_fX1 - m_fX0) * nShot / (m_nShots + 1);
   // On a model node, so that the shot sits on a grid point of the usual grids.
@@ -54,6 +79,11 @@ C3DPointR CExampleJob::ReceiverPosition(int nLine, int nReceiver) const {
 }
 
 int CExampleJob::Write() const {
+  const CString strProblem = Check();
+  if (!strProblem.IsEmpty()) {
+    u_Error("Error! Inconsistent example job: %s.\n", (const char*)strProblem);
+    return -6;
+  }
   if (!m_strDir.IsEmpty() && make_dir(m_strDir) != 0 && errno != EEXIST) {
     u_Error("Error! Unable to create the job directory '%s'.\n", (const char*)m_strDir);
     return -1;
@@ -76,6 +106,8 @@ int CExampleJob::WriteModel() const {
     n = WriteCube(VS_FILE, CUBE_VS);
   if (n == 0 && m_bDensity)
     n = WriteCube(DENSITY_FILE, CUBE_DENSITY);
+  if (n == 0 && m_bQ)
+    n = WriteCube(Q_FILE, CUBE_Q);
   return n;
 }
 
@@ -95,12 +127,15 @@ int CExampleJob::WriteCube(const char* szName, int nComponent) const {
   // All columns are alike: the model is layered.
   std::vector<float> column(nz), trace(nz);
   for (int z = 0; z < nz; z++) {
-    const double vp = VelocityAt(cube.z0 + z * m_fModelStep);
+    const double depth = cube.z0 + z * m_fModelStep;
+    const double vp = VelocityAt(depth);
     double v = vp;
     if (nComponent == CUBE_VS)
       v = vp / std::sqrt(3.0);
     if (nComponent == CUBE_DENSITY)
       v = 310.0 * std::pow(vp, 0.25);
+    if (nComponent == CUBE_Q)
+      v = QualityAt(depth);
     column[z] = (float)v;
   }
   if (sds.m_nTraceCount != nx * ny) {
@@ -157,6 +192,8 @@ int CExampleJob::WriteTask() const {
     fprintf(fp, "FileModelD=%s\n", DENSITY_FILE);
   if (bShear && m_bVs)
     fprintf(fp, "FileModelSW=%s\n", VS_FILE);
+  if (m_bQ)
+    fprintf(fp, "FileModelQ=%s\n", Q_FILE);
   if (!m_strOutputDir.IsEmpty())
     fprintf(fp, "OutputDir=%s\n", (const char*)m_strOutputDir);
   fprintf(fp, "PML=%d\nMerge=%d\nRecovery=%d\n", m_bPML ? 1 : 0, m_bMerge ? 1 : 0, m_bRecovery ? 1 : 0);
@@ -168,6 +205,9 @@ int CExampleJob::WriteTask() const {
   fprintf(fp, "\n[Mesh]\ndx=%g\ndt=%g\n", m_fH, m_fDt);
   fprintf(fp, "\n[Source]\nType=0\nFrequency=%g\n", m_fFrequency);
   fprintf(fp, "\n[MPI]\nBig Seismogram=%d\n", m_bBigSeismogram ? 1 : 0);
+  // The reader takes the mechanisms only from an elastic job with a Q cube.
+  if (bShear && m_bQ && m_nViscoL > 0)
+    fprintf(fp, "\n[ViscoElastic]\nL=%d\nUseApparentVelocity=%d\n", m_nViscoL, m_bApparentVelocity ? 1 : 0);
   if (m_nTimeFieldType != 0) {
     fprintf(fp, "\n[Time]\nType=%d\n", m_nTimeFieldType);
     if (m_fTimeStep > 0)

@@ -25,6 +25,9 @@ public:
   std::vector<CLayer> m_vLayers;
   bool m_bVs = false;      // also write an S-velocity cube (Vp / sqrt(3))
   bool m_bDensity = false; // also write a density cube (Gardner's relation)
+  // Quality-factor cube: one value for all layers, or one per layer.
+  bool m_bQ = false;
+  std::vector<double> m_vQ{50.0};
 
   // Survey: shots evenly along x at mid y, receiver lines evenly over y.
   int m_nShots = 2;
@@ -49,6 +52,10 @@ public:
   int m_nFirstPoint = 0, m_nLastPoint = 0; // 0: all shots
   int m_nThreads = 0;                      // 0: all processors
   CString m_strOutputDir;
+  // Viscoelastic medium (elastic methods with the Q cube): relaxation
+  // mechanisms, 0 for none, and whether the model's velocities are apparent.
+  int m_nViscoL = 0;
+  bool m_bApparentVelocity = false;
   // Optional products: arrival-time cubes (bit 0 max energy, bit 1 max
   // divergence) on a grid of the given step, and 3-D snapshots of the listed
   // components at the listed times (seconds, separated by blanks).
@@ -62,11 +69,16 @@ public:
   static const char* VP_FILE;
   static const char* VS_FILE;
   static const char* DENSITY_FILE;
+  static const char* Q_FILE;
   static const char* SURVEY_FILE;
   static const char* TASK_FILE;
 
   // P velocity at depth z.
   double VelocityAt(double z) const;
+  // Quality factor at depth z.
+  double QualityAt(double z) const;
+  // Empty when the settings make a consistent job, else what is wrong.
+  CString Check() const;
   // Source and receiver positions as written to the survey.
   C3DPointR ShotPosition(int nShot) const; // nShot 1-based
   C3DPointR ReceiverPosition(int nLine, int nReceiver) const;
