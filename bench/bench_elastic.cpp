@@ -128,6 +128,8 @@ void Setup(CCalc3D_OMP& c, int n, const CConfig& cfg) {
         float* r = c.m_pVisco + (i * L + l) * 3;
         r[0] = tp[l], r[1] = ts[l], r[2] = tsig[l];
       }
+    // As the model preparation marks them: planes with a cell of mechanisms.
+    c.m_vViscoPlanes.assign(c.m_nNz, tsig[0] < 1.0f ? 1 : 0);
   }
   float* stress[6] = {c.m_pTxx, c.m_pTyy, c.m_pTzz, c.m_pTxy, c.m_pTxz, c.m_pTyz};
   for (int k = 0; k < 6; k++)

@@ -302,6 +302,9 @@ public:
         *m_pC26 = nullptr, *m_pC34 = nullptr, *m_pC35 = nullptr, *m_pC36 = nullptr, *m_pC45 = nullptr,
         *m_pC46 = nullptr, *m_pC56 = nullptr;
   float* m_pVisco = nullptr;
+  // Local planes that hold a cell with relaxation mechanisms (1), set with
+  // m_pVisco: the others take the plain elastic stress step.
+  std::vector<unsigned char> m_vViscoPlanes;
   float m_fSuppress = 1;
   bool m_bPML = true;
   size_t m_nPmlCountX = 0, m_nPmlCountY = 0, m_nPmlCountZ = 0;

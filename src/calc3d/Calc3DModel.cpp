@@ -321,6 +321,7 @@ int CCalc3D::PrepareViscoElasticModel() {
   const int L = std::min(m_nViscoL, 10);
   const double f = m_Signal.m_fFrequency;
   const size_t nPlane = (size_t)m_nNx * m_nNy;
+  m_vViscoPlanes.assign(m_nNz, 0);
 #pragma omp parallel
   {
     // Each thread keeps its own calculator and the mechanisms of its last Q:
@@ -347,6 +348,8 @@ int CCalc3D::PrepareViscoElasticModel() {
         }
         m_pK[i] = vp;
         m_pMu[i] = vs;
+        if (tauSigma[0] < 1.0f)
+          m_vViscoPlanes[z] = 1;
         for (int l = 0; l < L; l++)
           pRec[3 * l] = tauP[l], pRec[3 * l + 1] = tauS[l], pRec[3 * l + 2] = tauSigma[l];
       }

@@ -64,8 +64,22 @@ int CCalc3D_OMP::PropagateElaWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1
       !m_pB)
     return CALC_NO_FIELD;
   // Relaxation mechanisms where there are any; otherwise Q as a stress factor.
-  if (m_nViscoL > 0 && m_pVisco && m_pViscoG)
-    return RunStress<fd::ELA_VISCO>(*this, nZ0, nY0, nX0, nZ1, nY1, nX1);
+  if (m_nViscoL > 0 && m_pVisco && m_pViscoG) {
+    if (m_vViscoPlanes.size() != (size_t)m_nNz)
+      return RunStress<fd::ELA_VISCO>(*this, nZ0, nY0, nX0, nZ1, nY1, nX1);
+    // Runs of planes without mechanisms take the plain (vectorised) step.
+    int rc = 0;
+    for (int z = nZ0; z <= nZ1;) {
+      const unsigned char v = m_vViscoPlanes[z];
+      int e = z;
+      while (e < nZ1 && m_vViscoPlanes[e + 1] == v)
+        e++;
+      rc |= v ? RunStress<fd::ELA_VISCO>(*this, z, nY0, nX0, e, nY1, nX1)
+              : RunStress<fd::ELA_PLAIN>(*this, z, nY0, nX0, e, nY1, nX1);
+      z = e + 1;
+    }
+    return rc ? CALC_UNSTABLE : 0;
+  }
   if (m_pQ)
     return RunStress<fd::ELA_QFACTOR>(*this, nZ0, nY0, nX0, nZ1, nY1, nX1);
   return RunStress<fd::ELA_PLAIN>(*this, nZ0, nY0, nX0, nZ1, nY1, nX1);

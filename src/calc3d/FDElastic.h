@@ -114,8 +114,10 @@ template <int MODE> struct TElaStress : TPlainDerivs<TElaStress<MODE>> {
     for (int l = 0; l < L; l++, rec += 3, g += 6) {
       Sp += rec[0];
       Ss += rec[1];
-      const float t = dt / rec[2];
-      const float c1 = (t + t) / (t + 2), c2 = (2 - t) / (t + 2);
+      // c1 = 2t / (t + 2), c2 = (2 - t) / (t + 2) with t = dt / tauSigma,
+      // by one division.
+      const float tt = rec[2] + rec[2], inv = 1.0f / (dt + tt);
+      const float c1 = (dt + dt) * inv, c2 = (tt - dt) * inv;
       const float kp = K * rec[0], ks = m * rec[1], w = kp - ks - ks;
       const float nw[6] = {g[0] * c2 - (kp * d[0] + w * d[1] + w * d[2]) * c1,
                            g[1] * c2 - (w * d[0] + kp * d[1] + w * d[2]) * c1,
