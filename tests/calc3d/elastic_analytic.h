@@ -3,6 +3,7 @@
 // field) with any source time function given as samples.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -14,10 +15,10 @@ namespace elastic_test {
 //   u_i = 1/(4 pi rho) [ (3 gi gj - dij) / r^3 int_{r/a}^{r/b} tau f(t - tau) dtau
 //                        + gi gj / (a^2 r) f(t - r/a) - (gi gj - dij) / (b^2 r) f(t - r/b) ],
 // g the direction cosines; v_i is its time derivative, taken by central
-// differences on a grid refined nRefine times. Returned at t0 + k dt, k < n.
-inline std::vector<double> PointForceVelocity(int i, int j, double x, double y, double z, double a, double b,
-                                              double rho, const std::vector<double>& f, double t0, double dt, int n,
-                                              int nRefine = 8) {
+// differences over dt / nRefine. Returned at each of the given times.
+inline std::vector<double> PointForceVelocityAt(int i, int j, double x, double y, double z, double a, double b,
+                                                double rho, const std::vector<double>& f, double t0, double dt,
+                                                const std::vector<double>& times, int nRefine = 8) {
   const double r = std::sqrt(x * x + y * y + z * z);
   const double g[3] = {x / r, y / r, z / r};
   const double dij = i == j ? 1.0 : 0.0;
@@ -44,12 +45,20 @@ inline std::vector<double> PointForceVelocity(int i, int j, double x, double y, 
             (gg - dij) / (b * b * r) * F(t - r / b)) /
            (4 * M_PI * rho);
   };
-  std::vector<double> v(n);
-  for (int k = 0; k < n; k++) {
-    const double t = t0 + k * dt;
-    v[k] = (U(t + h) - U(t - h)) / (2 * h);
-  }
+  std::vector<double> v(times.size());
+  for (size_t k = 0; k < times.size(); k++)
+    v[k] = (U(times[k] + h) - U(times[k] - h)) / (2 * h);
   return v;
+}
+
+// The same at t0 + k dt, k < n: on the time axis of the force samples.
+inline std::vector<double> PointForceVelocity(int i, int j, double x, double y, double z, double a, double b,
+                                              double rho, const std::vector<double>& f, double t0, double dt, int n,
+                                              int nRefine = 8) {
+  std::vector<double> times(n);
+  for (int k = 0; k < n; k++)
+    times[k] = t0 + k * dt;
+  return PointForceVelocityAt(i, j, x, y, z, a, b, rho, f, t0, dt, times, nRefine);
 }
 
 // Normalised correlation of two traces of equal length.

@@ -2,6 +2,7 @@
 // homogeneous acoustic model, without job files.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -90,6 +91,15 @@ struct Homogeneous {
     calc.m_fSuppress = 1;
   }
 
+  // A free top as the model's surface handling leaves it: planes above z
+  // (z itself excluded) void, K = Mu = B = 0.
+  void VoidAbove(int z) {
+    const size_t n = (size_t)z * calc.m_nNx * calc.m_nNy;
+    for (float* p : {calc.m_pK, calc.m_pMu, calc.m_pB, calc.m_pQ})
+      if (p)
+        std::fill(p, p + n, 0.0f);
+  }
+
   size_t Idx(int x, int y, int z) const { return ((size_t)z * calc.m_nNy + y) * calc.m_nNx + x; }
 
   // Source at (x, y, z) of the given type, the built-in wavelet, receivers at
@@ -125,6 +135,27 @@ struct Homogeneous {
     calc.m_fTime = calc.m_fT0;
     calc.LoadModel();
     return calc.CalculateShared();
+  }
+
+  // Source samples of the shot, step i at calc.m_fT0 + i dt.
+  std::vector<double> Wavelet() const {
+    const float* w = calc.m_Signal.m_pSignal;
+    return std::vector<double>(w, w + calc.m_Signal.m_nLen);
+  }
+
+  // Time at which the velocities of each recorded row stand: a row is taken
+  // after the step that brings the clock to its recording time, and the
+  // velocities of step i stand half a step before its end, at t0 + (i + 1/2) dt.
+  std::vector<double> VelocityTimes() const {
+    std::vector<double> t;
+    double clock = calc.m_fT0, next = calc.m_Set.m_t0;
+    const int n = (int)((calc.m_fT1 - calc.m_fT0) / calc.m_fDt) + 1;
+    for (int i = 0; i < n && t.size() < calc.m_nSeisLen; i++) {
+      clock += calc.m_fDt;
+      for (; next <= clock && t.size() < calc.m_nSeisLen; next += calc.m_Set.m_dt)
+        t.push_back(calc.m_fT0 + (i + 0.5) * calc.m_fDt);
+    }
+    return t;
   }
 
   // Trace of receiver r of component 'C', one value a recorded sample.
