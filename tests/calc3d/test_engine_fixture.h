@@ -30,6 +30,9 @@ inline std::vector<float> Ricker(double f, double dt, float a) {
 struct Homogeneous {
   CKelvoApp app;
   CCalc3D_OMP calc;
+  // Layers and frame of the PML that Build sets up: the engine's defaults,
+  // unless a test asks for a thinner one before building.
+  int nPml = 21, nPmlFrame = 26;
 
   // Allocates and builds the model; vpAt(x, y, z), when given, sets the P
   // velocity of each point.
@@ -40,8 +43,8 @@ struct Homogeneous {
     calc.m_Set.m_nFirstPoint = calc.m_Set.m_nLastPoint = 1;
     calc.m_nShot = 1;
     calc.m_bPML = bPml;
-    calc.m_nFrame = bPml ? 26 : 38;
-    calc.m_nPML = 21;
+    calc.m_nFrame = bPml ? nPmlFrame : 38;
+    calc.m_nPML = nPml;
     calc.m_nStart = 2;
     calc.m_nNx = nx;
     calc.m_nNy = ny;
