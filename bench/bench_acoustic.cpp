@@ -21,38 +21,15 @@
 #include <cstring>
 #include <vector>
 
+#include "BenchBandwidth.h"
 #include "calc3d/Calc3D_OMP.h"
 
 namespace {
 
 const double kBytesPerCell = 56.0;
 
-double Now() { return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count(); }
-
-// GB/s of b[i] += s * a[i], counted as 12 bytes an element, best of `reps`.
-double MeasureBandwidth(int nThreads, size_t n, int reps) {
-  float* a = new float[n];
-  float* b = new float[n];
-#pragma omp parallel for schedule(static) num_threads(nThreads)
-  for (long long i = 0; i < (long long)n; i++) {
-    a[i] = 1.0f;
-    b[i] = 0.0f;
-  }
-  double best = 1e30;
-  for (int r = 0; r < reps; r++) {
-    const float s = 1e-6f * (r + 1);
-    const double t0 = Now();
-#pragma omp parallel for schedule(static) num_threads(nThreads)
-    for (long long i = 0; i < (long long)n; i++)
-      b[i] += s * a[i];
-    best = std::min(best, Now() - t0);
-  }
-  volatile float sink = b[n / 2];
-  (void)sink;
-  delete[] a;
-  delete[] b;
-  return 12.0 * n / best / 1e9;
-}
+using bench::MeasureBandwidth;
+using bench::Now;
 
 // A grid of constant coefficients with small noise in the fields.
 void Setup(CCalc3D_OMP& c, int n, bool bPml, int nFrame) {

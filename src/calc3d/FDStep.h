@@ -120,6 +120,12 @@ inline bool PointwisePmlRow(const TFdGrid& g, int gz, int y) {
 #define FD_VECTOR_TYPES 0
 #endif
 
+// The hint of the row loops cannot be followed by a policy with a loop of its
+// own per point (viscoelastic mechanisms); Clang would warn of each such row.
+#if defined(__clang__)
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wpass-failed"
+#endif
 namespace fd {
 namespace rows_base {
 #if FD_VECTOR_TYPES && defined(__AVX__)
@@ -158,6 +164,9 @@ typedef int VI __attribute__((vector_size(32)));
 #else
 #pragma GCC pop_options
 #endif
+#endif
+#if defined(__clang__)
+#pragma clang diagnostic pop
 #endif
 
 namespace fd {
