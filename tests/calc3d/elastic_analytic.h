@@ -51,25 +51,4 @@ inline std::vector<double> PointForceVelocityAt(int i, int j, double x, double y
   return v;
 }
 
-// The same at t0 + k dt, k < n: on the time axis of the force samples.
-inline std::vector<double> PointForceVelocity(int i, int j, double x, double y, double z, double a, double b,
-                                              double rho, const std::vector<double>& f, double t0, double dt, int n,
-                                              int nRefine = 8) {
-  std::vector<double> times(n);
-  for (int k = 0; k < n; k++)
-    times[k] = t0 + k * dt;
-  return PointForceVelocityAt(i, j, x, y, z, a, b, rho, f, t0, dt, times, nRefine);
-}
-
-// Normalised correlation of two traces of equal length.
-inline double Correlation(const std::vector<double>& p, const std::vector<double>& q) {
-  double sxy = 0, sxx = 0, syy = 0;
-  for (size_t k = 0; k < p.size() && k < q.size(); k++) {
-    sxy += p[k] * q[k];
-    sxx += p[k] * p[k];
-    syy += q[k] * q[k];
-  }
-  return sxx > 0 && syy > 0 ? sxy / std::sqrt(sxx * syy) : 0.0;
-}
-
 } // namespace elastic_test

@@ -7,6 +7,7 @@
 
 #include "calc3d/FDScheme.h"
 #include "test_engine_fixture.h"
+#include "trace_measure.h"
 
 using engine_test::Homogeneous;
 
@@ -21,39 +22,17 @@ double RickerDot(double f, double t) {
 }
 
 // Zero crossing between the two main lobes of a trace, in seconds.
-double MidCrossing(const std::vector<float>& t, double dt) {
-  size_t iMax = 0, iMin = 0;
-  for (size_t i = 0; i < t.size(); i++) {
-    if (t[i] > t[iMax])
-      iMax = i;
-    if (t[i] < t[iMin])
-      iMin = i;
-  }
-  const size_t a = std::min(iMax, iMin), b = std::max(iMax, iMin);
-  for (size_t i = a; i < b; i++)
-    if ((t[i] > 0) != (t[i + 1] > 0))
-      return (i + t[i] / (t[i] - t[i + 1])) * dt;
-  return -1;
-}
-
-double PeakAbs(const std::vector<float>& t) {
-  double m = 0;
-  for (float v : t)
-    m = std::max(m, (double)std::fabs(v));
-  return m;
-}
+double MidCrossing(const std::vector<float>& t, double dt) { return trace_test::MidCrossing(t) * dt; }
 
 // Normalised correlation of a trace with the model trace w(t).
 template <class F> double Correlation(const std::vector<float>& t, double dt, F w) {
-  double sxy = 0, sxx = 0, syy = 0;
-  for (size_t i = 0; i < t.size(); i++) {
-    const double y = w(i * dt);
-    sxy += t[i] * y;
-    sxx += (double)t[i] * t[i];
-    syy += y * y;
-  }
-  return sxy / std::sqrt(sxx * syy);
+  std::vector<double> m(t.size());
+  for (size_t i = 0; i < t.size(); i++)
+    m[i] = w(i * dt);
+  return trace_test::Correlation(t, m);
 }
+
+using trace_test::PeakAbs;
 
 } // namespace
 

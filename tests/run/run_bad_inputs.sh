@@ -26,7 +26,6 @@ done <<'EOF'
 courant|0.003|0.006||The largest stable dt is 0.00247436 s.
 survey_dt_finer|0.001|0.0005||[Survey] dt=0.0005 s is finer than the time step [Mesh] dt=0.001 s
 range_word|0.001|0.002|x a b|Incorrect shot point number 'a' on the command line
-range_negative|0.001|0.002|x -1 2|Incorrect shot point number '-1' on the command line
 EOF
 
 # Warned and run: status 0, the warning, and what ran.
