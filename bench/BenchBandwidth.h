@@ -1,10 +1,14 @@
-// The reference of the step benchmarks: the machine's memory bandwidth,
-// measured in the same run as the steps, since the machines are shared.
+// The reference of the step benchmarks (the machine's memory bandwidth,
+// measured in the same run as the steps, since the machines are shared) and
+// the grid they time.
 #pragma once
 
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+
+#include "calc3d/Calc3D_OMP.h"
+#include "calc3d/FDLayout.h"
 
 namespace bench {
 
@@ -35,6 +39,21 @@ inline double MeasureBandwidth(int nThreads, size_t n, int reps) {
   delete[] a;
   delete[] b;
   return 12.0 * n / best / 1e9;
+}
+
+// An n^3 grid of one process for method nMethod, 10 m and 1 ms steps.
+inline void SetCubicGrid(CCalc3D_OMP& c, int nMethod, int n, bool bPml, int nFrame) {
+  c.m_Set.m_nMethod = nMethod;
+  c.m_bPML = bPml;
+  c.m_nFrame = nFrame;
+  c.m_nPML = fd::FdMethod(nMethod).nPml;
+  c.m_nStart = fd::FdMethod(nMethod).nStart;
+  c.m_nNx = c.m_nNy = c.m_nNz = c.m_nNzAll = n;
+  c.m_nZ0 = 0;
+  c.m_nZ1 = n - 1;
+  c.m_fH = 10;
+  c.m_fDt = 0.001;
+  c.m_Signal.m_fFrequency = 20;
 }
 
 } // namespace bench

@@ -33,17 +33,7 @@ using bench::Now;
 
 // A grid of constant coefficients with small noise in the fields.
 void Setup(CCalc3D_OMP& c, int n, bool bPml, int nFrame) {
-  c.m_Set.m_nMethod = METHOD_ACOUSTIC;
-  c.m_bPML = bPml;
-  c.m_nFrame = nFrame;
-  c.m_nPML = fd::FdMethod(fd::FD_ACOUSTIC).nPml;
-  c.m_nStart = fd::FdMethod(fd::FD_ACOUSTIC).nStart;
-  c.m_nNx = c.m_nNy = c.m_nNz = c.m_nNzAll = n;
-  c.m_nZ0 = 0;
-  c.m_nZ1 = n - 1;
-  c.m_fH = 10;
-  c.m_fDt = 0.001;
-  c.m_Signal.m_fFrequency = 20;
+  bench::SetCubicGrid(c, METHOD_ACOUSTIC, n, bPml, nFrame);
   if (c.AllocateMemory(false, true) != 0) {
     std::fprintf(stderr, "allocation failed\n");
     std::exit(1);

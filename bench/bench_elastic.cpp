@@ -60,19 +60,9 @@ struct CConfig {
 
 // The grid settings common to the timed shots and the memory table.
 void SetGrid(CCalc3D_OMP& c, int n, bool bPml, int nFrame, int L) {
-  c.m_Set.m_nMethod = METHOD_ELASTIC;
+  bench::SetCubicGrid(c, METHOD_ELASTIC, n, bPml, nFrame);
   c.m_Set.m_strModelQ = L > 0 ? "q.sgy" : "";
   c.m_nViscoL = L;
-  c.m_bPML = bPml;
-  c.m_nFrame = nFrame;
-  c.m_nPML = fd::FdMethod(fd::FD_ELASTIC).nPml;
-  c.m_nStart = fd::FdMethod(fd::FD_ELASTIC).nStart;
-  c.m_nNx = c.m_nNy = c.m_nNz = c.m_nNzAll = n;
-  c.m_nZ0 = 0;
-  c.m_nZ1 = n - 1;
-  c.m_fH = 10;
-  c.m_fDt = 0.001;
-  c.m_Signal.m_fFrequency = 20;
 }
 
 // A homogeneous grid (Vp 3000, Vs 1700, density 2000) with small noise in

@@ -51,15 +51,25 @@ void PrintUsage() {
          "  --output-dir DIR      directory of the results, relative to the job (default the job)\n");
 }
 
+// The items of a comma-separated list ("" gives one empty item).
+std::vector<std::string> SplitCommas(const char* sz) {
+  std::vector<std::string> v;
+  const std::string s(sz);
+  size_t pos = 0;
+  for (;;) {
+    const size_t end = s.find(',', pos);
+    v.push_back(s.substr(pos, end == std::string::npos ? std::string::npos : end - pos));
+    if (end == std::string::npos)
+      return v;
+    pos = end + 1;
+  }
+}
+
 bool ParseLayers(const char* sz, CExampleJob& job) {
   job.m_vLayers.clear();
-  std::string s(sz);
-  size_t pos = 0;
-  while (pos <= s.size()) {
-    size_t end = s.find(',', pos);
-    if (end == std::string::npos)
-      end = s.size();
-    std::string item = s.substr(pos, end - pos);
+  const std::vector<std::string> items = SplitCommas(sz);
+  for (size_t k = 0; k < items.size(); k++) {
+    const std::string& item = items[k];
     double v = 0, z = 1e30;
     const size_t colon = item.find(':');
     char* stop = nullptr;
@@ -72,11 +82,10 @@ bool ParseLayers(const char* sz, CExampleJob& job) {
         return false;
       if (!job.m_vLayers.empty() && z <= job.m_vLayers.back().m_fBottom)
         return false;
-    } else if (end != s.size()) {
+    } else if (k + 1 != items.size()) {
       return false; // only the last layer may leave out its base
     }
     job.m_vLayers.push_back(CExampleJob::CLayer{z, v});
-    pos = end + 1;
   }
   return !job.m_vLayers.empty();
 }
@@ -90,17 +99,11 @@ bool ParseNumber(const char* sz, double& v) {
 // One quality factor, or a list of them, each above 0.
 bool ParseQualities(const char* sz, std::vector<double>& v) {
   v.clear();
-  std::string s(sz);
-  size_t pos = 0;
-  while (pos <= s.size()) {
-    size_t end = s.find(',', pos);
-    if (end == std::string::npos)
-      end = s.size();
+  for (const std::string& item : SplitCommas(sz)) {
     double q = 0;
-    if (!ParseNumber(s.substr(pos, end - pos).c_str(), q) || q <= 0)
+    if (!ParseNumber(item.c_str(), q) || q <= 0)
       return false;
     v.push_back(q);
-    pos = end + 1;
   }
   return !v.empty();
 }
