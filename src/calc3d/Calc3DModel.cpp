@@ -296,12 +296,6 @@ void CCalc3D::ConvertIsotropic() {
   }
 }
 
-// The stiffness mathematics of anisotropic media is not part of this build.
-int CCalc3D::ConvertAnisotropic() {
-  u_Error("Error! Anisotropic media (methods 103 and 104) are not supported by this build.\n");
-  return -1;
-}
-
 int CCalc3D::SmoothModel() { return 0; }
 
 int CCalc3D::SmoothModelComponent(float*, int) { return 0; }
