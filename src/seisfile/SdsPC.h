@@ -7,6 +7,7 @@
 #include <cstring>
 #include <vector>
 
+#include "ZplFile.h"
 #include "common.h"
 
 // File type, taken from the extension.
@@ -256,9 +257,16 @@ public:
                      C3DPointR* pSource);
   void SetTrace(int nTrace, float* data, int n);
 
-  // ---- ZPL grid files: this build has no ZPL support; these report it and fail ----
+  // ---- ZPL grid files ----
+  // Bytes of a trace of the section (4 * n2), 0 for a null header.
+  int GetTraceLenSDS(ZPL_FILEHEADER* h);
+  // Adds size.cz frames of size.cx x size.cy to a snapshot file, or creates
+  // it; the k-th non-null plane is component szComps[k]. cube: X range,
+  // second axis range in y, times of the first and last frame in z.
   bool OnAddToZPL_SNAP(const char* szFile, C3DSizeN& size, CCubeR& cube, char* szComps, CPointR& ptSrc, float* p0,
                        float* p1, float* p2, float* p3);
+  // Joins the files szFile less its extension + "-%d.zpl", 1 to nLast, into
+  // szFile (one section a file) and deletes them.
   bool OnSaveNZpl2ZPL(const char* szFile, int nLast, int nReserved);
 
   // ---- file positioning (32-bit below 2e9 bytes, 64-bit above) ----
@@ -267,6 +275,20 @@ public:
 
 private:
   bool ScanSGY(CString& strError);
+  bool ScanZPL(CString& strError, int& nShapeClass);
+  void OpenSgyAxis(int nLift);
+  void SetContentClass(int nShapeClass);
+  // Samples of one trace into out (at most n); m: how many were delivered.
+  bool GetTraceSGY(const SDS_TRACEINFO& r, float* out, int n, int& m);
+  bool GetTraceZPL(const SDS_TRACEINFO& r, float* out, int n, int& m);
+  void SetZplFrameAxis(const ZPL_FILEHEADER& h);
+  bool SaveZpl(const char* name, float* pData, const CRectR& rect, const CSizeN& size, SDS_TRACEINFO* pInfo,
+               DATAUNIT unit);
+  bool SaveModelZpl(const char* name, float* const* ppVolumes, CRectR rect, CSizeN size, SDS_TRACEINFO* pInfo,
+                    const char* szComps);
+  bool JoinZplModel(const char* szFile, const std::vector<int>& vNumbers, const char* szBase, int nLen,
+                    const char* szComps, int nComps);
+  bool JoinZplSections(const char* szFile, const std::vector<int>& vNumbers, const char* szBase, int& nCopied);
   double HorizontalScale(const unsigned char* header) const;
   void LateralStatistics();
   void ApplyLift(int nLift);

@@ -51,9 +51,9 @@ bool CSdsPC::OnOpen(const char* name, int bWrite, int bDepth, int /*nReserved*/,
     return false;
   }
   m_Type = type;
-  if (m_Type != SGY) {
-    u_Error("Error! File '%s': the %s trace format is not supported, only SEG-Y files can be read.\n", m_szFileName,
-            m_Type == REC ? "SDS" : "ZPL");
+  if (m_Type == REC) {
+    u_Error("Error! File '%s': the SDS trace format is not supported, only SEG-Y and ZPL files can be read.\n",
+            m_szFileName);
     return false;
   }
 
@@ -72,10 +72,11 @@ bool CSdsPC::OnOpen(const char* name, int bWrite, int bDepth, int /*nReserved*/,
   GetInfoTraceFromFile(m_szFileName);
 
   CString strError;
-  bool bOk = ScanSGY(strError);
+  int nShapeClass = 0;
+  bool bOk = m_Type == ZPL ? ScanZPL(strError, nShapeClass) : ScanSGY(strError);
   if (bOk && m_nTraceCount <= 0) {
     if (strError.IsEmpty())
-      strError.Format("Only %d traces have been loaded!\n", 0);
+      strError.Format(m_Type == ZPL ? "Only %d traces were read\n" : "Only %d traces have been loaded!\n", 0);
     bOk = false;
   }
   if (!bOk) {
@@ -85,6 +86,30 @@ bool CSdsPC::OnOpen(const char* name, int bWrite, int bDepth, int /*nReserved*/,
     return false;
   }
   Rotate();
+  if (m_Type == SGY)
+    OpenSgyAxis(nLift);
+  if (m_nTraceLen > 1)
+    m_rDT = (m_rT1 - m_rT0) / (m_nTraceLen - 1);
+  SetContentClass(nShapeClass);
+
+  if (m_bFileFoot != bFOOT)
+    ConvertFileLengths(m_bFileFoot == 0 ? 3.2808399f : 0.3048f);
+
+  // Component choice.
+  if (m_cComponent == ' ') {
+    if (m_szComponents[0])
+      m_cComponent = m_szComponents[0];
+  } else if (!memchr(m_szComponents, m_cComponent, sizeof(m_szComponents))) {
+    char c = m_szComponents[0];
+    if (c != 0 && c != '?' && c != ' ')
+      m_cComponent = c;
+  }
+  return true;
+}
+
+// SEG-Y only: lateral statistics, the axis unit, the lift and the overrides
+// of the .inf file.
+void CSdsPC::OpenSgyAxis(int nLift) {
   LateralStatistics();
 
   // An axis that ends below 50 is taken for seconds.
@@ -115,11 +140,11 @@ bool CSdsPC::OnOpen(const char* name, int bWrite, int bDepth, int /*nReserved*/,
   double kmVal = m_arInfo[INFO_KMVAL].m_rValue;
   if (m_arInfo[INFO_KMVAL].m_nType != -1 && kmVal > 0 && kmVal != 1.0)
     m_rValueScale = kmVal;
+}
 
-  if (m_nTraceLen > 1)
-    m_rDT = (m_rT1 - m_rT0) / (m_nTraceLen - 1);
-
-  // Content class, from the name and the shape of the file.
+// Content class (row nType), from the name and the shape of the file:
+// nShapeClass of a ZPL file comes from its axes, 0 when they say nothing.
+void CSdsPC::SetContentClass(int nShapeClass) {
   double nClass = m_arInfo[INFO_NTYPE].m_rValue;
   if (strstr(m_szFileName, "+Time"))
     nClass = 5;
@@ -131,28 +156,19 @@ bool CSdsPC::OnOpen(const char* name, int bWrite, int bDepth, int /*nReserved*/,
     nClass = 2;
   if (strstr(m_szFileName, "+Wave"))
     nClass = 7;
-  float zMin = m_pSR[0].m_fZr, zMax = m_pSR[0].m_fZr;
-  for (int i = 1; i < m_nTraceCount; i++) {
-    zMin = std::min(zMin, m_pSR[i].m_fZr);
-    zMax = std::max(zMax, m_pSR[i].m_fZr);
+  if (m_Type == ZPL) {
+    if (nShapeClass != 0 && !(nShapeClass == 1 && nClass == 5))
+      nClass = nShapeClass;
+  } else {
+    float zMin = m_pSR[0].m_fZr, zMax = m_pSR[0].m_fZr;
+    for (int i = 1; i < m_nTraceCount; i++) {
+      zMin = std::min(zMin, m_pSR[i].m_fZr);
+      zMax = std::max(zMax, m_pSR[i].m_fZr);
+    }
+    if ((double)zMax - zMin > m_rX1 - m_rX0)
+      nClass = 6;
   }
-  if ((double)zMax - zMin > m_rX1 - m_rX0)
-    nClass = 6;
   m_arInfo[INFO_NTYPE].m_rValue = nClass;
-
-  if (m_bFileFoot != bFOOT)
-    ConvertFileLengths(m_bFileFoot == 0 ? 3.2808399f : 0.3048f);
-
-  // Component choice.
-  if (m_cComponent == ' ') {
-    if (m_szComponents[0])
-      m_cComponent = m_szComponents[0];
-  } else if (!memchr(m_szComponents, m_cComponent, sizeof(m_szComponents))) {
-    char c = m_szComponents[0];
-    if (c != 0 && c != '?' && c != ' ')
-      m_cComponent = c;
-  }
-  return true;
 }
 
 namespace {

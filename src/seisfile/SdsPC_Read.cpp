@@ -22,11 +22,32 @@ bool CSdsPC::GetTrace(int nTrace, float* out, int n) {
     u_Print("GetTrace error: isError (%s), %d\n", m_szFileName, nTrace);
     return false;
   }
-  if (m_Type != SGY) {
+  int m = 0;
+  if (m_Type == ZPL) {
+    if (!GetTraceZPL(m_pSR[nTrace], out, n, m))
+      return false;
+  } else if (m_Type != SGY) {
     u_Print("GetTrace error: isError (%s), %d\n", m_szFileName, nTrace);
     return false;
+  } else if (!GetTraceSGY(m_pSR[nTrace], out, n, m)) {
+    return false;
   }
-  if (!SeekTo(m_fp, m_pSR[nTrace].m_nPos)) {
+  // A short trace is continued with its last sample.
+  for (int i = m; i < n; i++)
+    out[i] = i <= 1 ? 0.0f : out[i - 1];
+  if (m_rValueScale != 1.0 && m_rValueScale != 0.0) {
+    float k = (float)m_rValueScale;
+    for (int i = 0; i < n; i++)
+      out[i] *= k;
+  }
+  for (int i = 0; i < n; i++)
+    if (std::isnan(out[i]))
+      out[i] = 0.0f;
+  return true;
+}
+
+bool CSdsPC::GetTraceSGY(const SDS_TRACEINFO& r, float* out, int n, int& m) {
+  if (!SeekTo(m_fp, r.m_nPos)) {
     u_Print("GetTrace SGY file reading error: !FSETPOS\n");
     return false;
   }
@@ -52,21 +73,10 @@ bool CSdsPC::GetTrace(int nTrace, float* out, int n) {
     u_Print("GetTrace SGY file reading error: !fread\n");
     return false;
   }
-  int m = nBytes / nSize;
+  m = nBytes / nSize;
   if (m > n)
     m = n;
   DecodeSamples(buf.data(), out, m);
-  // A short trace is continued with its last sample.
-  for (int i = m; i < n; i++)
-    out[i] = i <= 1 ? 0.0f : out[i - 1];
-  if (m_rValueScale != 1.0 && m_rValueScale != 0.0) {
-    float k = (float)m_rValueScale;
-    for (int i = 0; i < n; i++)
-      out[i] *= k;
-  }
-  for (int i = 0; i < n; i++)
-    if (std::isnan(out[i]))
-      out[i] = 0.0f;
   return true;
 }
 

@@ -27,9 +27,10 @@ bool CSdsPC::OnSave(const char* name, float* pData, const CRectR& rect, const CS
     u_Print("File name '%s' has incorrect extension. It have to be from the set '.sgy', '.rec', '.zpl'!\n", name);
     return false;
   }
-  if (type != SGY) {
-    u_Error("Error! File '%s': saving in the %s trace format is not supported, only SEG-Y files can be written.\n",
-            name, type == REC ? "SDS" : "ZPL");
+  if (type == REC) {
+    u_Error("Error! File '%s': saving in the SDS trace format is not supported, only SEG-Y and ZPL files can be "
+            "written.\n",
+            name);
     return false;
   }
   const int cx = size.cx, cy = size.cy;
@@ -37,6 +38,8 @@ bool CSdsPC::OnSave(const char* name, float* pData, const CRectR& rect, const CS
     u_Print("Buffer size error\n");
     return false;
   }
+  if (type == ZPL)
+    return SaveZpl(name, pData, rect, size, pInfo, unit);
   std::vector<unsigned char> tmp;
   try {
     tmp.assign((size_t)cy * 4, 0);
@@ -103,6 +106,10 @@ bool CSdsPC::OnSaveModel(const char* name, float* pP, float* pQ, float* pR, CRec
   const char* ext = n >= 4 ? name + n - 4 : "";
   bool bSgy = !strcasecmp(ext, ".sgy");
   bool bRec = !strcasecmp(ext, ".rec") || !strcasecmp(ext, ".sec");
+  if (!strcasecmp(ext, ".zpl")) {
+    float* vols[4] = {pP, pQ, pR, pS};
+    return SaveModelZpl(name, vols, rect, size, pInfo, szComps);
+  }
   if (!bSgy && !bRec) {
     u_Error("Error! Model file '%s': only SEG-Y models can be written.\n", name);
     return false;
@@ -311,15 +318,4 @@ void CSdsPC::SetTrace(int nTrace, float* data, int n) {
   if (fwrite(p, 1, nBytes, m_fp) != nBytes) {
     u_Print("SetTrace SGY file writing error: !fwrite\n");
   }
-}
-
-bool CSdsPC::OnAddToZPL_SNAP(const char* szFile, C3DSizeN& /*size*/, CCubeR& /*cube*/, char* /*szComps*/,
-                             CPointR& /*ptSrc*/, float* /*p0*/, float* /*p1*/, float* /*p2*/, float* /*p3*/) {
-  u_Error("Error! File '%s': ZPL snapshots are not supported by this build.\n", szFile ? szFile : "");
-  return false;
-}
-
-bool CSdsPC::OnSaveNZpl2ZPL(const char* szFile, int /*nLast*/, int /*nReserved*/) {
-  u_Error("Error! File '%s': ZPL files cannot be merged by this build.\n", szFile ? szFile : "");
-  return false;
 }

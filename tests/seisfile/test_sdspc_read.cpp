@@ -223,7 +223,7 @@ TEST_F(SdsPCRead, DamagedMissingAndUnsupportedFilesFailWithTheirMessage) {
       {"none.sgy", false, {}, "File '" + Path("none.sgy") + "' is not opened!"},
       {"x.kti", false, {}, "has incorrect extension. It have to be from the set '.sgy', '.kti', '.rec', '.zpl'!"},
       {"a.rec", true, tiny_file(1, 10, 1000, 2), "not supported"},
-      {"a.zpl", false, {}, "not supported"},
+      {"a.zpl", false, {}, "File '" + Path("a.zpl") + "' is not opened!"},
   };
   for (const auto& c : cases) {
     if (c.write)
