@@ -1,6 +1,7 @@
 // Rows of a vertical section through a shot split by depth: each process
-// samples the rows of its slab, and the leader stacks the members' rows below
-// its own, in rank order, into the section of the whole grid.
+// sends the rows of the planes it owns (its slab less the halo), and the
+// leader stacks the members' rows below its own, in rank order, into the
+// section of the whole grid.
 #include <cstring>
 #include <new>
 #include <vector>
@@ -42,14 +43,14 @@ float* CCalc3D::MergeDistributedRows(const CCalcSettings& set, const float* pLoc
     return nullptr;
   }
 
+  // Without a section the members' rows are still taken, so that no member
+  // is left waiting on its send.
   const size_t nAll = (size_t)nRowLen * nRowsAll;
   float* pWhole = new (std::nothrow) float[nAll * (nComp > 0 ? nComp : 1)]();
-  if (!pWhole) {
+  if (!pWhole)
     u_Error("Error! Memory Allocation Error in CCalc2D::AppendZpl2DSnapshot\n");
-    return nullptr;
-  }
   int nRowsSoFar = nRows < nRowsAll ? nRows : nRowsAll;
-  for (int k = 0; k < nComp; k++)
+  for (int k = 0; pWhole && k < nComp; k++)
     memcpy(pWhole + k * nAll, pLocal + (size_t)k * nRowLen * nRows, (size_t)nRowsSoFar * nRowLen * sizeof(float));
 
   std::vector<float> recv;
@@ -69,7 +70,8 @@ float* CCalc3D::MergeDistributedRows(const CCalcSettings& set, const float* pLoc
       return nullptr;
     }
     MPI_Recv(recv.data(), (int)nMsg, MPI_FLOAT, nNode + r, TAG_ROWS_DATA, MPI_COMM_MT, &st);
-    StackRows(pWhole, nAll, recv, nComp, nRowLen, nCount, nRowsSoFar, nRowsAll);
+    if (pWhole)
+      StackRows(pWhole, nAll, recv, nComp, nRowLen, nCount, nRowsSoFar, nRowsAll);
     nRowsSoFar += nCount;
     if (nRowsSoFar > nRowsAll)
       nRowsSoFar = nRowsAll;

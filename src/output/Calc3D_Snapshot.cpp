@@ -2,8 +2,10 @@
 // frames to one file per shot, and 3-D cubes at listed times.
 #include <sys/time.h>
 
+#include <algorithm>
 #include <cstring>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "calc3d/Calc3D.h"
@@ -84,67 +86,116 @@ double biline(const CSizeN& size, const float* pData, double x, double y) {
   return Blend(r0, r1, j, y);
 }
 
-int CCalc3D::AppendZpl2DSnapshot(const char* szFile, char /*cPlane*/, const char* szComponents, double fStep,
-                                 bool /*bFlag*/) {
-  const int n = (int)strlen(szComponents);
-  const CCubeR ua = GetRealUserArea();
-  const double gx0 = m_cubeGrid.x0, gx1 = m_cubeGrid.x1, gz0 = m_cubeGrid.z0, gz1 = m_cubeGrid.z1;
-  const int nxs = (int)((ua.x1 - ua.x0) / fStep + 1.5);
-  const int nzs = (int)((ua.z1 - ua.z0) / fStep + 1.5);
-  const size_t nPlane = (size_t)nxs * nzs;
+namespace {
 
-  float* pPlanes = new (std::nothrow) float[nPlane * (n > 0 ? n : 1)];
+// The snapshot file of the shot whose frame could not be written: the later
+// frames of that shot are not tried again.
+std::string s_strFailedSection;
+
+// Samples the x-z section of the whole grid (n components of c.m_nNx x
+// c.m_nNzAll values) on the output grid of step fStep and adds it as a frame
+// to the shot's file. A frame that cannot be written is warned about, and
+// the shot goes on: its gathers matter more than its pictures.
+int WriteSectionFrame(CCalc3D& c, const char* szFile, const float* pWhole, int n, const char* szComponents,
+                      double fStep) {
+  // The whole grid and its user area; the grid of a group's leader starts
+  // where the whole grid does.
+  const double h = c.m_fH, fFrame = c.m_nFrame * h;
+  const double gx0 = c.m_cubeGrid.x0, gx1 = c.m_cubeGrid.x1;
+  const double gz0 = c.m_cubeGrid.z0 - c.m_nZ0 * h, gz1 = gz0 + (c.m_nNzAll - 1) * h;
+  const CCubeR ua = c.GetRealUserArea();
+  const double ux0 = ua.x0, ux1 = ua.x1, uz0 = gz0 + fFrame, uz1 = gz1 - fFrame;
+  const int nxs = (int)((ux1 - ux0) / fStep + 1.5);
+  const int nzs = (int)((uz1 - uz0) / fStep + 1.5);
+  const size_t nPlane = (size_t)nxs * nzs;
+  float* pPlanes = new (std::nothrow) float[nPlane * std::max(n, 1)];
   if (!pPlanes) {
     u_Error("Error! Memory Allocation Error in CCalc2D::AppendZpl2DSnapshot\n");
     return -1;
   }
-  const CSizeN grid(m_nNx, m_nNz);
+  // Frame and absorbing layers stay out of the picture.
+  const CSizeN grid(c.m_nNx, c.m_nNzAll);
+  const size_t nGrid = (size_t)c.m_nNx * c.m_nNzAll;
   for (int k = 0; k < n; k++) {
-    const float* pSrc = Grab2DSnapshot('X', szComponents[k]);
-    if (!pSrc) {
-      delete[] pPlanes;
-      u_Error("Error! Unable to acquire 2D snapshot from compute device.\n");
-      return -1;
-    }
     float* pOut = pPlanes + k * nPlane;
     for (int j = 0; j < nzs; j++) {
-      const double y = (j * (ua.z1 - ua.z0) / (nzs > 1 ? nzs - 1 : 1) + (ua.z0 - gz0)) * (m_nNz - 1) / (gz1 - gz0);
+      const double y = (j * (uz1 - uz0) / (nzs > 1 ? nzs - 1 : 1) + (uz0 - gz0)) * (c.m_nNzAll - 1) / (gz1 - gz0);
       for (int i = 0; i < nxs; i++) {
-        const double x = (i * (ua.x1 - ua.x0) / (nxs > 1 ? nxs - 1 : 1) + (ua.x0 - gx0)) * (m_nNx - 1) / (gx1 - gx0);
-        pOut[(size_t)j * nxs + i] = (float)biline(grid, pSrc, x, y);
+        const double x = (i * (ux1 - ux0) / (nxs > 1 ? nxs - 1 : 1) + (ux0 - gx0)) * (c.m_nNx - 1) / (gx1 - gx0);
+        pOut[(size_t)j * nxs + i] = (float)biline(grid, pWhole + k * nGrid, x, y);
       }
     }
   }
 
-  CPointR ptSrc(m_ptShot.x, m_ptShot.z);
-  char szComps[9] = {0};
-  strncpy(szComps, szComponents, 8);
-  auto plane = [&](float* p, int nRows, int k) -> float* { return k < n ? p + (size_t)k * nxs * nRows : nullptr; };
-
-  if (GetGroupSize() < 2) {
+  if (s_strFailedSection != szFile) {
+    CPointR ptSrc(c.m_ptShot.x, c.m_ptShot.z);
+    char szComps[9] = {0};
+    strncpy(szComps, szComponents, 8);
     C3DSizeN size(nxs, nzs, 1);
-    CCubeR cube(ua.x0, ua.z0, m_fSnapNext, ua.x1, ua.z1, m_fSnapNext);
+    CCubeR cube(ux0, uz0, c.m_fSnapNext, ux1, uz1, c.m_fSnapNext);
+    float* p[4];
+    for (int k = 0; k < 4; k++)
+      p[k] = k < n ? pPlanes + k * nPlane : nullptr;
     CSdsPC sds;
-    const bool bOk = sds.OnAddToZPL_SNAP(szFile, size, cube, szComps, ptSrc, plane(pPlanes, nzs, 0),
-                                         plane(pPlanes, nzs, 1), plane(pPlanes, nzs, 2), plane(pPlanes, nzs, 3));
-    delete[] pPlanes;
-    return bOk ? 0 : 1;
+    if (!sds.OnAddToZPL_SNAP(szFile, size, cube, szComps, ptSrc, p[0], p[1], p[2], p[3])) {
+      u_Warning("Warning! Unable to write the 2D snapshot (t=%g) to '%s': no further snapshots of shot #%d are "
+                "written; its gathers are saved as usual.\n",
+                c.m_fSnapNext, szFile, c.m_nShot);
+      s_strFailedSection = szFile;
+    }
+  }
+  delete[] pPlanes;
+  return 0;
+}
+
+} // namespace
+
+int CCalc3D::AppendZpl2DSnapshot(const char* szFile, char /*cPlane*/, const char* szComponents, double fStep,
+                                 bool /*bFlag*/) {
+  if (m_fSnapNext <= m_fSnapT0)
+    s_strFailedSection.clear(); // the first frame of a shot
+  const int n = std::min((int)strlen(szComponents), 8);
+  // Planes of the x-z section that this process owns: all of them, or in a
+  // depth group its slab without the halo planes of its neighbours.
+  const int nZLo = HasUpperNeighbour() ? m_nStart : 0;
+  const int nZHi = HasLowerNeighbour() ? m_nNz - m_nStart - 1 : m_nNz - 1;
+  const int nRows = std::max(nZHi - nZLo + 1, 0);
+  const size_t nRowLen = (size_t)m_nNx;
+  float* pOwn = new (std::nothrow) float[(size_t)std::max(n, 1) * nRows * nRowLen];
+  if (!pOwn) {
+    u_Error("Error! Memory Allocation Error in CCalc2D::AppendZpl2DSnapshot\n");
+    return -1;
+  }
+  int nResult = 0;
+  for (int k = 0; k < n && nResult == 0; k++) {
+    const float* pSrc = Grab2DSnapshot('X', szComponents[k]);
+    if (!pSrc) {
+      u_Error("Error! Unable to acquire 2D snapshot from compute device.\n");
+      nResult = -1;
+      break;
+    }
+    memcpy(pOwn + (size_t)k * nRows * nRowLen, pSrc + (size_t)nZLo * nRowLen, sizeof(float) * nRows * nRowLen);
   }
 
-  // Depth group: the leader writes the section of the whole grid.
-  const double z1All = ua.z0 + (m_nNzAll - 2 * m_nFrame) * m_fH;
-  const int nzAll = (int)((z1All - ua.z0) / fStep + 1.5);
-  float* pWhole = MergeDistributedRows(m_Set, pPlanes, n, nxs, nzs, nzAll);
-  delete[] pPlanes;
-  if (!pWhole)
-    return 0;
-  C3DSizeN size(nxs, nzAll, 1);
-  CCubeR cube(ua.x0, ua.z0, m_fSnapNext, ua.x1, z1All, m_fSnapNext);
-  CSdsPC sds;
-  const bool bOk = sds.OnAddToZPL_SNAP(szFile, size, cube, szComps, ptSrc, plane(pWhole, nzAll, 0),
-                                       plane(pWhole, nzAll, 1), plane(pWhole, nzAll, 2), plane(pWhole, nzAll, 3));
+  // A depth group stacks the owned planes of its processes, in rank order,
+  // into the section of the whole grid on its leader, which then samples it
+  // as a lone process samples its own: the file does not depend on how the
+  // shot is split.
+  float* pWhole = pOwn;
+  if (GetGroupSize() > 1) {
+    pWhole = MergeDistributedRows(m_Set, pOwn, n, m_nNx, nResult == 0 ? nRows : 0, m_nNzAll);
+    delete[] pOwn;
+    if (!pWhole || nResult != 0) {
+      delete[] pWhole;
+      return nResult;
+    }
+  } else if (nResult != 0) {
+    delete[] pOwn;
+    return nResult;
+  }
+  nResult = WriteSectionFrame(*this, szFile, pWhole, n, szComponents, fStep);
   delete[] pWhole;
-  return bOk ? 0 : 1;
+  return nResult;
 }
 
 namespace {
