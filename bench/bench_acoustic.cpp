@@ -1,9 +1,10 @@
 // Throughput of the host acoustic step against the memory bandwidth.
 //
-// Times one velocity and one pressure half-step with 1 and 2 threads:
-// the interior loop alone and the whole step with the taper frame on a 256^3
-// grid, and the whole step with PML next to the interior loop on a 200^3
-// grid. The bandwidth is measured in the same run by a read-modify-write
+// Times one time step (velocity and pressure half-steps) with 1 and 2
+// threads: the interior loop alone and the whole step with the taper frame
+// on a 256^3 grid, the whole step with PML next to the interior loop on a
+// 200^3 grid, and on both the one fused pass over the planes next to the two
+// sweeps of the plain steps. The bandwidth is measured in the same run by a read-modify-write
 // loop over arrays far larger than the caches; each step figure is then
 // given as its share of the bound at 56 bytes a cell update (read P, B, Vx,
 // Vy, Vz and K, write Vx, Vy, Vz and P, each 4 bytes). For the PML the
@@ -32,8 +33,9 @@ using bench::MeasureBandwidth;
 using bench::Now;
 
 // A grid of constant coefficients with small noise in the fields.
-void Setup(CCalc3D_OMP& c, int n, bool bPml, int nFrame) {
+void Setup(CCalc3D_OMP& c, int n, bool bPml, int nFrame, bool bPlain) {
   bench::SetCubicGrid(c, METHOD_ACOUSTIC, n, bPml, nFrame);
+  c.m_Set.m_bPlainSteps = bPlain;
   if (c.AllocateMemory(false, true) != 0) {
     std::fprintf(stderr, "allocation failed\n");
     std::exit(1);
@@ -59,13 +61,11 @@ double TimeStep(CCalc3D_OMP& c, int nThreads, int reps) {
   omp_set_num_threads(nThreads);
   const int s = c.m_nStart;
   const int z1 = c.m_nNz - s - 1, y1 = c.m_nNy - s - 1, x1 = c.m_nNx - s - 1;
-  c.PropagateAcoWaveU(s, s, s, z1, y1, x1); // warm-up
-  c.PropagateAcoWaveTau(s, s, s, z1, y1, x1);
+  c.PropagateStep(s, s, s, z1, y1, x1); // warm-up
   double best = 1e30;
   for (int r = 0; r < reps; r++) {
     const double t0 = Now();
-    c.PropagateAcoWaveU(s, s, s, z1, y1, x1);
-    c.PropagateAcoWaveTau(s, s, s, z1, y1, x1);
+    c.PropagateStep(s, s, s, z1, y1, x1);
     best = std::min(best, Now() - t0);
   }
   return best;
@@ -90,10 +90,17 @@ int main(int argc, char** argv) {
 
   // Pairs of configurations on grids of one size are timed in alternation,
   // so that a change in the load of the machine affects both alike.
-  auto pair = [&](int n, const char* nameA, bool bPmlA, int nFrameA, const char* nameB, bool bPmlB, int nFrameB) {
+  struct CConfig {
+    const char* szName;
+    bool bPml;
+    int nFrame;
+    bool bPlain;
+  };
+  auto pair = [&](int n, const CConfig& ca, const CConfig& cb) {
+    const char *nameA = ca.szName, *nameB = cb.szName;
     CCalc3D_OMP a, b;
-    Setup(a, n, bPmlA, nFrameA);
-    Setup(b, n, bPmlB, nFrameB);
+    Setup(a, n, ca.bPml, ca.nFrame, ca.bPlain);
+    Setup(b, n, cb.bPml, cb.nFrame, cb.bPlain);
     const double cells = (double)(n - 4) * (n - 4) * (n - 4);
     for (int t = 1; t <= 2; t++) {
       double ta = 1e30, tb = 1e30;
@@ -117,10 +124,13 @@ int main(int argc, char** argv) {
     return 3.0 * slab / inner * 32.0 / kBytesPerCell;
   };
   const int nPml = fd::FdMethod(fd::FD_ACOUSTIC).nPml;
-  pair(256, "256^3 interior loop alone", false, 0, "256^3 whole step, taper frame 38", false,
-       fd::FrameWidth(fd::FD_ACOUSTIC, false));
-  pair(200, "200^3 interior loop alone", false, 0, "200^3 whole step, PML 21", true,
-       fd::FrameWidth(fd::FD_ACOUSTIC, true));
+  const int nTaper = fd::FrameWidth(fd::FD_ACOUSTIC, false), nPmlFrame = fd::FrameWidth(fd::FD_ACOUSTIC, true);
+  pair(256, {"256^3 interior, two sweeps", false, 0, true}, {"256^3 interior, fused pass", false, 0, false});
+  pair(256, {"256^3 interior, fused pass", false, 0, false},
+       {"256^3 whole step, taper frame 38", false, nTaper, false});
+  pair(200, {"200^3 whole step PML, two sweeps", true, nPmlFrame, true},
+       {"200^3 whole step PML, fused pass", true, nPmlFrame, false});
+  pair(200, {"200^3 interior, fused pass", false, 0, false}, {"200^3 whole step, PML 21", true, nPmlFrame, false});
   std::printf("PML %d at 200^3: memory traffic +%.1f%% against the interior loop\n", nPml, 100.0 * pmlFloor(200, nPml));
   return 0;
 }

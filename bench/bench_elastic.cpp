@@ -52,8 +52,9 @@ struct CConfig {
   const char* szName;
   bool bPml;
   int nFrame;
-  int L;     // relaxation mechanisms, 0 for none
-  double fQ; // quality factor of every cell; 0 gives the neutral records
+  int L;       // relaxation mechanisms, 0 for none
+  double fQ;   // quality factor of every cell; 0 gives the neutral records
+  bool bFused; // both half-steps in one pass over the planes (timed as one)
   // Bytes of a cell update: the records of neutral cells are read only.
   double Bytes() const { return kBytesPerCell + (fQ >= 3 ? kViscoBytesPerMechanism : kNeutralBytesPerMechanism) * L; }
 };
@@ -69,6 +70,7 @@ void SetGrid(CCalc3D_OMP& c, int n, bool bPml, int nFrame, int L) {
 // the stresses, the coefficients as the model conversion makes them.
 void Setup(CCalc3D_OMP& c, int n, const CConfig& cfg) {
   SetGrid(c, n, cfg.bPml, cfg.nFrame, cfg.L);
+  c.m_Set.m_bPlainSteps = !cfg.bFused;
   if (c.AllocateMemory(false, true) != 0) {
     std::fprintf(stderr, "allocation failed\n");
     std::exit(1);
@@ -117,6 +119,11 @@ bool Step(CCalc3D_OMP& c, CTimes& t) {
   const int s = c.m_nStart;
   const int z1 = c.m_nNz - s - 1, y1 = c.m_nNy - s - 1, x1 = c.m_nNx - s - 1;
   const double t0 = Now();
+  if (!c.m_Set.m_bPlainSteps) {
+    const int nRes = c.PropagateStep(s, s, s, z1, y1, x1);
+    t.fU = Now() - t0, t.fTau = 0;
+    return nRes == 0;
+  }
   const int nU = c.PropagateElaWaveU(s, s, s, z1, y1, x1);
   const double t1 = Now();
   const int nTau = c.PropagateElaWaveTau(s, s, s, z1, y1, x1);
@@ -208,25 +215,28 @@ int main(int argc, char** argv) {
 
   const int nFrameTaper = fd::FrameWidth(fd::FD_ELASTIC, false), nFramePml = fd::FrameWidth(fd::FD_ELASTIC, true);
   const int nPml = fd::FdMethod(fd::FD_ELASTIC).nPml;
-  const CConfig interior{"interior loop alone", false, 0, 0, 0};
+  const CConfig interior{"interior loop alone", false, 0, 0, 0, false};
+  const CConfig fused{"interior, fused pass", false, 0, 0, 0, true};
   char szTaper[64], szPml[64];
   std::snprintf(szTaper, sizeof(szTaper), "whole step, taper frame %d", nFrameTaper);
   std::snprintf(szPml, sizeof(szPml), "whole step, PML %d", nPml);
   std::printf("-- %d^3, interior and taper frame\n", nGrid);
-  TimePair(nGrid, interior, CConfig{szTaper, false, nFrameTaper, 0, 0}, bw, reps);
+  TimePair(nGrid, interior, CConfig{szTaper, false, nFrameTaper, 0, 0, false}, bw, reps);
+  TimePair(nGrid, interior, fused, bw, reps);
   std::printf("-- %d^3, interior and PML\n", nSmall);
-  TimePair(nSmall, interior, CConfig{szPml, true, nFramePml, 0, 0}, bw, reps);
+  TimePair(nSmall, interior, CConfig{szPml, true, nFramePml, 0, 0, false}, bw, reps);
+  TimePair(nSmall, fused, CConfig{"whole step PML, fused pass", true, nFramePml, 0, 0, true}, bw, reps);
   // Extra bytes of the PML against the interior: slab points of each axis
   // (the zones of nPml layers at both ends of the updated range) times 80.
   const double inner = nSmall - 2.0 * fd::FdMethod(fd::FD_ELASTIC).nStart, slab = std::min(2.0 * nPml, inner);
   std::printf("PML %d at %d^3: memory traffic +%.1f%% against the interior loop\n", nPml, nSmall,
               100.0 * 3.0 * slab / inner * 80.0 / kBytesPerCell);
   std::printf("-- %d^3, interior, elastic and viscoelastic L = 3\n", nSmall);
-  TimePair(nSmall, CConfig{"elastic, L = 0", false, 0, 0, 0}, CConfig{"viscoelastic L = 3, Q = 50", false, 0, 3, 50},
-           bw, reps);
+  TimePair(nSmall, CConfig{"elastic, L = 0", false, 0, 0, 0, false},
+           CConfig{"viscoelastic L = 3, Q = 50", false, 0, 3, 50, false}, bw, reps);
   std::printf("-- %d^3, interior, elastic and L = 3 with every record neutral\n", nSmall);
-  TimePair(nSmall, CConfig{"elastic, L = 0", false, 0, 0, 0}, CConfig{"L = 3, records (0, 0, 1)", false, 0, 3, 0}, bw,
-           reps);
+  TimePair(nSmall, CConfig{"elastic, L = 0", false, 0, 0, 0, false},
+           CConfig{"L = 3, records (0, 0, 1)", false, 0, 3, 0, false}, bw, reps);
 
   std::printf("\nMemory of a shot (elastic, PML, no receivers), MB by the allocation's estimate\n");
   std::printf("%8s %12s %12s\n", "grid", "L = 0", "L = 3");

@@ -161,6 +161,9 @@ public:
   void UpdateSuppression();
   // The velocity or the stress half-step of the task's method over a box.
   int PropagateVelocity(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
+  // Both half-steps of a time step over the box: the velocities, then the
+  // stresses from the new velocities. A backend may do them in one pass.
+  virtual int PropagateStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
   int PropagateStress(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
   // Records the gather rows whose time (fRecNext on) has come by m_fTime,
   // after step i (-1 before the first); 0 or the recording's failure.

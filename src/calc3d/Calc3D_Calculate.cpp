@@ -13,10 +13,7 @@
 int CSharedStep::Advance(int nY0, int nY1, int nX0, int nX1) {
   const int s = m_Calc.m_nStart;
   const int nZ0 = s, nZ1 = m_Calc.m_nNz - s - 1;
-  int nRes = m_Calc.PropagateVelocity(nZ0, nY0, nX0, nZ1, nY1, nX1);
-  if (nRes == 0)
-    nRes = m_Calc.PropagateStress(nZ0, nY0, nX0, nZ1, nY1, nX1);
-  return nRes;
+  return m_Calc.PropagateStep(nZ0, nY0, nX0, nZ1, nY1, nX1);
 }
 
 double CSharedStep::SectionStep() const { return CSdsPC::COOR_SCALER < 0 ? 1.0 : 10.0; }
@@ -68,6 +65,13 @@ int CCalc3D::PropagateVelocity(int nZ0, int nY0, int nX0, int nZ1, int nY1, int 
     return 0;
   return GetMethod() == METHOD_ACOUSTIC ? PropagateAcoWaveU(nZ0, nY0, nX0, nZ1, nY1, nX1)
                                         : PropagateElaWaveU(nZ0, nY0, nX0, nZ1, nY1, nX1);
+}
+
+int CCalc3D::PropagateStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
+  int nRes = PropagateVelocity(nZ0, nY0, nX0, nZ1, nY1, nX1);
+  if (nRes == 0)
+    nRes = PropagateStress(nZ0, nY0, nX0, nZ1, nY1, nX1);
+  return nRes;
 }
 
 int CCalc3D::PropagateStress(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {

@@ -40,6 +40,11 @@ public:
   int PropagateOrtWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) override;
   int PropagateAniWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) override;
   int PropagateTimeField() override;
+  // Acoustic and isotropic elastic steps in one pass over the planes (unless
+  // the settings ask for plain steps); other methods as two sweeps.
+  int PropagateStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) override;
+  int PropagateAcoStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
+  int PropagateElaStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
   int RecordSeismogram() override;
   float* GrabShotgather(char cComponent) override;
   float* Grab2DSnapshot(char cPlane, char cComponent) override;

@@ -48,6 +48,28 @@ int CCalc3D_OMP::PropagateAcoWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1
   return fd::RunStep(PressureStep(*this), nZ0, nY0, nX0, nZ1, nY1, nX1);
 }
 
+int CCalc3D_OMP::PropagateAcoStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
+  if (!HasFields(*this, m_pB) || !m_pK)
+    return CALC_NO_FIELD;
+  if (nY0 > nY1 || nX0 > nX1)
+    return 0;
+  const fd::TFdStep<fd::CAcoVelocity> cu = VelocityStep(*this);
+  const fd::TFdStep<fd::CAcoPressure> ct = PressureStep(*this);
+  const fd::TPlaneStep<fd::CAcoVelocity> u(cu, nY0, nY1, nX0, nX1);
+  const fd::TPlaneStep<fd::CAcoPressure> t(ct, nY0, nY1, nX0, nX1);
+  return fd::RunFused(nZ0, nZ1, u, t);
+}
+
+int CCalc3D_OMP::PropagateStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
+  if (m_Set.m_bPlainSteps || nZ0 > nZ1)
+    return CCalc3D::PropagateStep(nZ0, nY0, nX0, nZ1, nY1, nX1);
+  switch (GetMethod()) {
+  case METHOD_ACOUSTIC: return PropagateAcoStep(nZ0, nY0, nX0, nZ1, nY1, nX1);
+  case METHOD_ELASTIC: return PropagateElaStep(nZ0, nY0, nX0, nZ1, nY1, nX1);
+  default: return CCalc3D::PropagateStep(nZ0, nY0, nX0, nZ1, nY1, nX1);
+  }
+}
+
 int CCalc3D_OMP::PropagateAcoWaveUGeneric(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
   if (!HasFields(*this, m_pB))
     return CALC_NO_FIELD;

@@ -6,31 +6,28 @@
 #include "FDElastic.h"
 #include "FDStep.h"
 
-int CCalc3D_OMP::PropagateElaWaveU(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
-  if (!m_pVx || !m_pVy || !m_pVz || !m_pTxx || !m_pTyy || !m_pTzz || !m_pTxy || !m_pTxz || !m_pTyz || !m_pB)
-    return CALC_NO_FIELD;
-  fd::CElaVelocity ph;
-  ph.vx = m_pVx;
-  ph.vy = m_pVy;
-  ph.vz = m_pVz;
-  ph.txx = m_pTxx;
-  ph.tyy = m_pTyy;
-  ph.tzz = m_pTzz;
-  ph.txy = m_pTxy;
-  ph.txz = m_pTxz;
-  ph.tyz = m_pTyz;
-  ph.b = m_pB;
-  ph.sz = (ptrdiff_t)m_nNx * m_nNy;
-  ph.bSurface = !m_bSuppressSV;
-  fd::TFdStep<fd::CElaVelocity> c;
-  fd::InitStep(c, *this, ph);
-  fd::RunStep(c, nZ0, nY0, nX0, nZ1, nY1, nX1);
-  return 0;
-}
-
 namespace {
 
-template <int MODE> int RunStress(const CCalc3D_OMP& o, int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
+fd::TFdStep<fd::CElaVelocity> VelocityStep(const CCalc3D_OMP& o) {
+  fd::CElaVelocity ph;
+  ph.vx = o.m_pVx;
+  ph.vy = o.m_pVy;
+  ph.vz = o.m_pVz;
+  ph.txx = o.m_pTxx;
+  ph.tyy = o.m_pTyy;
+  ph.tzz = o.m_pTzz;
+  ph.txy = o.m_pTxy;
+  ph.txz = o.m_pTxz;
+  ph.tyz = o.m_pTyz;
+  ph.b = o.m_pB;
+  ph.sz = (ptrdiff_t)o.m_nNx * o.m_nNy;
+  ph.bSurface = !o.m_bSuppressSV;
+  fd::TFdStep<fd::CElaVelocity> c;
+  fd::InitStep(c, o, ph);
+  return c;
+}
+
+template <int MODE> fd::TFdStep<fd::TElaStress<MODE>> StressStep(const CCalc3D_OMP& o) {
   fd::TElaStress<MODE> ph;
   ph.vx = o.m_pVx;
   ph.vy = o.m_pVy;
@@ -54,33 +51,76 @@ template <int MODE> int RunStress(const CCalc3D_OMP& o, int nZ0, int nY0, int nX
   ph.bSurface = !o.m_bSuppressSV;
   fd::TFdStep<fd::TElaStress<MODE>> c;
   fd::InitStep(c, o, ph);
-  return fd::RunStep(c, nZ0, nY0, nX0, nZ1, nY1, nX1);
+  return c;
+}
+
+bool HasFields(const CCalc3D_OMP& o) {
+  return o.m_pVx && o.m_pVy && o.m_pVz && o.m_pTxx && o.m_pTyy && o.m_pTzz && o.m_pTxy && o.m_pTxz && o.m_pTyz &&
+         o.m_pK && o.m_pMu && o.m_pB;
+}
+
+// The stress formulas of the medium: relaxation mechanisms where there are
+// any, otherwise Q as a stress factor, or plain.
+int StressMode(const CCalc3D_OMP& o) {
+  if (o.m_nViscoL > 0 && o.m_pVisco && o.m_pViscoG)
+    return fd::ELA_VISCO;
+  return o.m_pQ ? fd::ELA_QFACTOR : fd::ELA_PLAIN;
+}
+
+// Whether plane z has a cell with mechanisms; all planes where the preparation
+// did not mark them.
+bool ViscoPlane(const CCalc3D_OMP& o, int z) {
+  return o.m_vViscoPlanes.size() != (size_t)o.m_nNz || o.m_vViscoPlanes[z] != 0;
 }
 
 } // namespace
 
-int CCalc3D_OMP::PropagateElaWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
-  if (!m_pVx || !m_pVy || !m_pVz || !m_pTxx || !m_pTyy || !m_pTzz || !m_pTxy || !m_pTxz || !m_pTyz || !m_pK || !m_pMu ||
-      !m_pB)
+int CCalc3D_OMP::PropagateElaWaveU(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
+  if (!HasFields(*this))
     return CALC_NO_FIELD;
-  // Relaxation mechanisms where there are any; otherwise Q as a stress factor.
-  if (m_nViscoL > 0 && m_pVisco && m_pViscoG) {
-    if (m_vViscoPlanes.size() != (size_t)m_nNz)
-      return RunStress<fd::ELA_VISCO>(*this, nZ0, nY0, nX0, nZ1, nY1, nX1);
-    // Runs of planes without mechanisms take the plain (vectorised) step.
-    int rc = 0;
-    for (int z = nZ0; z <= nZ1;) {
-      const unsigned char v = m_vViscoPlanes[z];
-      int e = z;
-      while (e < nZ1 && m_vViscoPlanes[e + 1] == v)
-        e++;
-      rc |= v ? RunStress<fd::ELA_VISCO>(*this, z, nY0, nX0, e, nY1, nX1)
-              : RunStress<fd::ELA_PLAIN>(*this, z, nY0, nX0, e, nY1, nX1);
-      z = e + 1;
-    }
-    return rc ? CALC_UNSTABLE : 0;
+  fd::RunStep(VelocityStep(*this), nZ0, nY0, nX0, nZ1, nY1, nX1);
+  return 0;
+}
+
+int CCalc3D_OMP::PropagateElaWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
+  if (!HasFields(*this))
+    return CALC_NO_FIELD;
+  const int nMode = StressMode(*this);
+  if (nMode == fd::ELA_QFACTOR)
+    return fd::RunStep(StressStep<fd::ELA_QFACTOR>(*this), nZ0, nY0, nX0, nZ1, nY1, nX1);
+  if (nMode == fd::ELA_PLAIN)
+    return fd::RunStep(StressStep<fd::ELA_PLAIN>(*this), nZ0, nY0, nX0, nZ1, nY1, nX1);
+  // Runs of planes without mechanisms take the plain (vectorised) step.
+  int rc = 0;
+  for (int z = nZ0; z <= nZ1;) {
+    const bool v = ViscoPlane(*this, z);
+    int e = z;
+    while (e < nZ1 && ViscoPlane(*this, e + 1) == v)
+      e++;
+    rc |= v ? fd::RunStep(StressStep<fd::ELA_VISCO>(*this), z, nY0, nX0, e, nY1, nX1)
+            : fd::RunStep(StressStep<fd::ELA_PLAIN>(*this), z, nY0, nX0, e, nY1, nX1);
+    z = e + 1;
   }
-  if (m_pQ)
-    return RunStress<fd::ELA_QFACTOR>(*this, nZ0, nY0, nX0, nZ1, nY1, nX1);
-  return RunStress<fd::ELA_PLAIN>(*this, nZ0, nY0, nX0, nZ1, nY1, nX1);
+  return rc ? CALC_UNSTABLE : 0;
+}
+
+int CCalc3D_OMP::PropagateElaStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
+  if (!HasFields(*this))
+    return CALC_NO_FIELD;
+  if (nY0 > nY1 || nX0 > nX1)
+    return 0;
+  const fd::TFdStep<fd::CElaVelocity> cu = VelocityStep(*this);
+  const fd::TPlaneStep<fd::CElaVelocity> u(cu, nY0, nY1, nX0, nX1);
+  const int nMode = StressMode(*this);
+  if (nMode == fd::ELA_QFACTOR) {
+    const fd::TFdStep<fd::TElaStress<fd::ELA_QFACTOR>> ct = StressStep<fd::ELA_QFACTOR>(*this);
+    return fd::RunFused(nZ0, nZ1, u, fd::TPlaneStep<fd::TElaStress<fd::ELA_QFACTOR>>(ct, nY0, nY1, nX0, nX1));
+  }
+  const fd::TFdStep<fd::TElaStress<fd::ELA_PLAIN>> cp = StressStep<fd::ELA_PLAIN>(*this);
+  const fd::TPlaneStep<fd::TElaStress<fd::ELA_PLAIN>> tp(cp, nY0, nY1, nX0, nX1);
+  if (nMode == fd::ELA_PLAIN)
+    return fd::RunFused(nZ0, nZ1, u, tp);
+  const fd::TFdStep<fd::TElaStress<fd::ELA_VISCO>> cv = StressStep<fd::ELA_VISCO>(*this);
+  const fd::TPlaneStep<fd::TElaStress<fd::ELA_VISCO>> tv(cv, nY0, nY1, nX0, nX1);
+  return fd::RunFused(nZ0, nZ1, u, [&](int z) { return ViscoPlane(*this, z) ? tv(z) : tp(z); });
 }

@@ -31,6 +31,7 @@ struct CCalcSettings {
   bool m_bBigSeismogram = false; // gathers kept in a spill file during the shot
   bool m_bRecovery = false;
   bool m_bDebug = false;
+  bool m_bPlainSteps = false; // each half-step a sweep of its own (the reference of the fused pass)
   int m_nMemoryLimit = 0;  // MB a node is taken to have, 0 for its own
   int m_nHostMemoryGB = 0; // GB a node is taken to have, 0 for its own
 

@@ -16,6 +16,8 @@
 #include <cstddef>
 #include <vector>
 
+#include <omp.h>
+
 #include "Calc3D_OMP.h"
 #include "FDPoint.h"
 
@@ -181,21 +183,82 @@ template <class P> TPlaneFn<P> SelectPlane() {
   return rows_base::Plane<P>;
 }
 
+// One half-step over the rows y0..y1, points x0..x1 of any plane: the row
+// loops of the processor and the taper tables, set up once.
+template <class P> class TPlaneStep {
+public:
+  TPlaneStep(const TFdStep<P>& c, int nY0, int nY1, int nX0, int nX1)
+      : m_c(c), m_fn(SelectPlane<P>()), m_nY0(nY0), m_nY1(nY1), m_nX0(nX0), m_nX1(nX1) {
+    if (!c.g.bPml)
+      m_vTables = MakeDampTables(c.g);
+  }
+  // Plane z; true where the probe found a diverged value.
+  bool operator()(int z) const {
+    return m_fn(m_c, m_vTables.empty() ? nullptr : m_vTables.data(), z, m_nY0, m_nY1, m_nX0, m_nX1);
+  }
+
+private:
+  const TFdStep<P>& m_c;
+  TPlaneFn<P> m_fn;
+  std::vector<float> m_vTables;
+  int m_nY0, m_nY1, m_nX0, m_nX1;
+};
+
 // One half-step over the inclusive box; CALC_UNSTABLE where the probe found
 // a diverged value, else 0.
 template <class P> int RunStep(const TFdStep<P>& c, int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
   bool bNaN = false;
   if (nZ0 > nZ1 || nY0 > nY1 || nX0 > nX1)
     return 0;
-  std::vector<float> tables;
-  if (!c.g.bPml)
-    tables = MakeDampTables(c.g);
-  const float* pTables = tables.empty() ? nullptr : tables.data();
-  const TPlaneFn<P> plane = SelectPlane<P>();
+  const TPlaneStep<P> plane(c, nY0, nY1, nX0, nX1);
 #pragma omp parallel for schedule(static) reduction(|| : bNaN)
   for (int z = nZ0; z <= nZ1; z++) {
-    if (plane(c, pTables, z, nY0, nY1, nX0, nX1))
+    if (plane(z))
       bNaN = true;
+  }
+  return bNaN ? CALC_UNSTABLE : 0;
+}
+
+// Both half-steps of a time step in one pass over the planes. Each thread
+// takes a run of planes [a, b) and follows the velocity update of plane k
+// with the stress update of plane k - kFuseLag, whose new velocities (up to
+// two planes away) are then all done and still in the cache, and whose old
+// stresses no later velocity update of the run reads: every array streams
+// through memory once a step instead of twice. The stresses of the two
+// planes at each end of a run need the velocities of the neighbouring run;
+// they are done after all threads have met. The arithmetic of each point is
+// that of the two separate half-steps. u(z) and t(z) run one plane and return
+// true where their probe found a diverged value.
+constexpr int kFuseLag = 3;
+
+template <class FU, class FT> int RunFused(int nZ0, int nZ1, const FU& u, const FT& t) {
+  bool bNaN = false;
+  if (nZ0 > nZ1)
+    return 0;
+  const long n = nZ1 - nZ0 + 1;
+#pragma omp parallel reduction(|| : bNaN)
+  {
+    const int nt = omp_get_num_threads(), id = omp_get_thread_num();
+    const int a = nZ0 + (int)(n * id / nt), b = nZ0 + (int)(n * (id + 1) / nt);
+    // Inner planes, both of whose neighbours of the stress stencil are in the run.
+    const int ia = a + 2, ib = b - 2;
+    for (int k = a; k < b; k++) {
+      if (u(k))
+        bNaN = true;
+      const int j = k - kFuseLag;
+      if (j >= ia && j < ib && t(j))
+        bNaN = true;
+    }
+    for (int j = std::max(ia, b - kFuseLag); j < ib; j++)
+      if (t(j))
+        bNaN = true;
+#pragma omp barrier
+    for (int j = a; j < b; j++) {
+      if (j >= ia && j < ib)
+        j = ib;
+      if (j < b && t(j))
+        bNaN = true;
+    }
   }
   return bNaN ? CALC_UNSTABLE : 0;
 }

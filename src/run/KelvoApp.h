@@ -40,6 +40,7 @@ public:
   double m_t0 = 0, m_dt = 0, m_t1 = 0; // recording window of the gathers, seconds
   int m_nSmoothModel = 2;
   int m_nThreads = 0;
+  bool m_bPlainSteps = false; // the two half-steps of a time step as separate sweeps
   int m_nCPUs = 0;
   bool m_bUseCUDA = false;
   int m_nGPUCount = 0;

@@ -140,6 +140,8 @@ int CKelvoApp::ReadTaskLines(std::vector<CString>& lines) {
     if (m_nThreads < 1)
       m_nThreads = m_nCPUs;
     omp_set_num_threads(m_nThreads);
+    m_bPlainSteps = false;
+    get_parameter_bool(lines, "[optimization]", "plain steps", &m_bPlainSteps);
     u_Print("CPU: Threads = %d\n", m_nThreads);
   }
   print_node_usage(*this);

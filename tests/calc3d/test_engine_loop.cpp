@@ -22,6 +22,10 @@ public:
     signalSteps.push_back(nStep);
     return 0;
   }
+  // The two half-steps as separate calls, so that each step's box is seen.
+  int PropagateStep(int z0, int y0, int x0, int z1, int y1, int x1) override {
+    return CCalc3D::PropagateStep(z0, y0, x0, z1, y1, x1);
+  }
   int PropagateAcoWaveU(int, int, int, int, int, int) override { return 0; }
   int PropagateAcoWaveTau(int z0, int y0, int x0, int z1, int y1, int x1) override {
     boxes.push_back({z0, y0, x0, z1, y1, x1, m_fTime});

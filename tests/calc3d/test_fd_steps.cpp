@@ -6,6 +6,8 @@
 #include <cstring>
 #include <random>
 
+#include <omp.h>
+
 #include "calc3d/Calc3D_OMP.h"
 #include "calc3d/FDElastic.h"
 #include "calc3d/FDStep.h"
@@ -49,7 +51,7 @@ void FillElastic(CCalc3D_OMP& c) {
   std::uniform_real_distribution<float> d(-1.0f, 1.0f);
   const size_t m = c.GetCubeSize();
   for (float* f : {c.m_pVx, c.m_pVy, c.m_pVz, c.m_pTxx, c.m_pTyy, c.m_pTzz, c.m_pTxy, c.m_pTxz, c.m_pTyz})
-    for (size_t i = 0; i < m; i++)
+    for (size_t i = 0; f && i < m; i++)
       f[i] = d(gen);
   const int nxy = c.m_nNx * c.m_nNy;
   for (size_t i = 0; i < m; i++) {
@@ -110,6 +112,75 @@ TEST(FdSteps, ElasticVelocityRowsMatchThePointwisePath) {
           EXPECT_TRUE(SameFloats(a.m_pPmlMem[j], b.m_pPmlMem[j], a.GetPmlMemSize(j))) << "k " << j;
         }
       }
+    }
+  }
+}
+
+TEST(FdSteps, FusedPassMatchesTwoSweeps) {
+  // Acoustic and elastic, plain, with a Q factor and with mechanisms in some
+  // planes only; PML and the taper frame; thread counts that leave runs of
+  // one or two planes, where every stress update waits for the meeting of
+  // the threads. Same arithmetic in another order: equal to the bit.
+  struct Case {
+    int nMethod, L;
+    bool bPml, bQ;
+    int nz, nThreads;
+  };
+  const Case cases[] = {{METHOD_ACOUSTIC, 0, true, false, 44, 2}, {METHOD_ACOUSTIC, 0, false, false, 30, 3},
+                        {METHOD_ACOUSTIC, 0, true, false, 12, 5}, {METHOD_ELASTIC, 0, true, false, 44, 2},
+                        {METHOD_ELASTIC, 0, false, true, 30, 3},  {METHOD_ELASTIC, 2, true, false, 46, 2},
+                        {METHOD_ELASTIC, 2, false, false, 14, 4}};
+  const int nThreads = omp_get_max_threads();
+  for (const Case& k : cases) {
+    CCalc3D_OMP a, b;
+    for (CCalc3D_OMP* c : {&a, &b}) {
+      SetGrid(*c, k.nMethod, k.bPml, 48, 46, k.nz, 0, k.nz);
+      c->m_Set.m_strModelQ = k.L > 0 || k.bQ ? "q.sgy" : "";
+      c->m_nViscoL = k.L;
+      ASSERT_EQ(0, c->AllocateMemory(false, true));
+      const size_t m = c->GetCubeSize();
+      std::fill(c->m_pK, c->m_pK + m, 2500.0f);
+      if (k.bPml)
+        c->InitPMLProfile();
+      FillElastic(*c);
+      std::mt19937 gen(9);
+      std::uniform_real_distribution<float> d(0.5f, 1.0f);
+      for (size_t i = 0; i < m; i++)
+        c->m_pK[i] = d(gen);
+      if (k.nMethod == METHOD_ELASTIC)
+        for (size_t i = 0; i < m; i++)
+          c->m_pMu[i] = 0.3f * d(gen);
+      for (size_t i = 0; k.bQ && i < m; i++)
+        c->m_pQ[i] = 0.99f + 0.01f * d(gen);
+      for (size_t i = 0; k.L > 0 && i < m * k.L; i++) {
+        float* r = c->m_pVisco + i * 3;
+        r[0] = 0.05f * d(gen), r[1] = 0.04f * d(gen), r[2] = 0.002f * d(gen);
+      }
+      c->m_vViscoPlanes.assign(k.L > 0 ? k.nz : 0, 0);
+      for (size_t z = 0; z < c->m_vViscoPlanes.size(); z++)
+        c->m_vViscoPlanes[z] = (z / 5) % 2;
+      c->m_fSuppress = 0.7f;
+    }
+    a.m_Set.m_bPlainSteps = false;
+    b.m_Set.m_bPlainSteps = true;
+    omp_set_num_threads(k.nThreads);
+    for (int i = 0; i < 3; i++) {
+      EXPECT_EQ(0, a.PropagateStep(2, 2, 2, k.nz - 3, 43, 45));
+      EXPECT_EQ(0, b.PropagateStep(2, 2, 2, k.nz - 3, 43, 45));
+    }
+    omp_set_num_threads(nThreads);
+    const size_t m = a.GetCubeSize();
+    const float* fa[] = {a.m_pVx, a.m_pVy, a.m_pVz, a.m_pTxx, a.m_pTyy, a.m_pTzz, a.m_pTxy, a.m_pTxz, a.m_pTyz};
+    const float* fb[] = {b.m_pVx, b.m_pVy, b.m_pVz, b.m_pTxx, b.m_pTyy, b.m_pTzz, b.m_pTxy, b.m_pTxz, b.m_pTyz};
+    for (int f = 0; f < (k.nMethod == METHOD_ACOUSTIC ? 4 : 9); f++)
+      EXPECT_TRUE(SameFloats(fa[f], fb[f], m)) << "method " << k.nMethod << " nz " << k.nz << " field " << f;
+    for (int j = 0; j < PML_MEM_COUNT; j++) {
+      if (a.m_pPmlMem[j]) {
+        EXPECT_TRUE(SameFloats(a.m_pPmlMem[j], b.m_pPmlMem[j], a.GetPmlMemSize(j))) << "memory " << j;
+      }
+    }
+    if (k.L > 0) {
+      EXPECT_TRUE(SameFloats(a.m_pViscoG, b.m_pViscoG, m * k.L * 6));
     }
   }
 }
