@@ -94,7 +94,13 @@ TEST_P(ZplRoundTrip, EveryComponentTraceAndFrameReadsBackAsWritten) {
 
 INSTANTIATE_TEST_SUITE_P(AxesAndComponents, ZplRoundTrip,
                          ::testing::Values(SGrid{1, 7, 1, 1, 1, 1}, SGrid{2, 6, 9, 1, 1, 2}, SGrid{3, 5, 4, 3, 1, 4},
-                                           SGrid{3, 1, 3, 2, 1, 3}, SGrid{4, 4, 5, 2, 3, 8}, SGrid{4, 3, 2, 1, 2, 5}));
+                                           SGrid{3, 1, 3, 2, 1, 3}, SGrid{4, 4, 5, 2, 3, 8}, SGrid{4, 3, 2, 1, 2, 5}),
+                         [](const ::testing::TestParamInfo<SGrid>& i) {
+                           const SGrid& g = i.param;
+                           return "Axes" + std::to_string(g.nAxes) + "_" + std::to_string(g.n1) + "x" +
+                                  std::to_string(g.n2) + "x" + std::to_string(g.n3) + "x" + std::to_string(g.n4) +
+                                  "_Components" + std::to_string(g.nc);
+                         });
 
 using ZplSnapshot = ScratchDirTest;
 
