@@ -23,6 +23,21 @@ static void report_end(int rc, double fStart) {
   u_Print("Elapsed Time: %s (%g seconds).\n", szTime, fSeconds);
 }
 
+// Wall-clock seconds of the phases of a shot, printed when it is done.
+struct CShotPhases {
+  double fStart = now_seconds(), fMark = fStart;
+  double f[4] = {0, 0, 0, 0}; // set-up, model, time loop, output
+  void Lap(int k) {
+    const double t = now_seconds();
+    f[k] += t - fMark;
+    fMark = t;
+  }
+  void Print(int nShot) const {
+    u_Print("Shot %d done in %.2f s: set-up %.2f s, model %.2f s, time loop %.2f s, output %.2f s.\n", nShot,
+            fMark - fStart, f[0], f[1], f[2], f[3]);
+  }
+};
+
 int CKelvoApp::RunShot(int nShot) {
   CCalc3D* pCalc = m_pCalc3D;
   m_nCurShot = nShot;
@@ -47,22 +62,29 @@ int CKelvoApp::RunShot(int nShot) {
   }
   if (rc != 0)
     return rc;
+  CShotPhases t;
   if ((rc = pCalc->InitDecomposition()) != 0)
     return rc;
   if (pCalc->AllocateMemory(false, false) != 0)
     return -1;
+  t.Lap(0);
   if ((rc = pCalc->InitModel()) != 0)
     return rc;
+  t.Lap(1);
   if (pCalc->AllocateMemorySeismogram() != 0)
     return -1;
+  t.Lap(0);
   if ((rc = pCalc->Calculate()) != 0)
     return rc;
+  t.Lap(2);
   if ((rc = pCalc->FreeMemory(true, true, false, false, false)) != 0)
     return rc;
   if ((rc = pCalc->SaveResults()) != 0)
     return rc;
   if (m_bBigSeismogram)
     remove(GetBigSeisFileName());
+  t.Lap(3);
+  t.Print(nShot);
   m_Tally.Note(nShot, 0);
   return 0;
 }

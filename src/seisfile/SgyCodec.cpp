@@ -18,14 +18,26 @@ void sgy_swap32(unsigned char* p) {
   p[2] = t;
 }
 
+namespace {
+
+// 16^(e - 70) for each 7-bit IBM exponent e: the value of a 24-bit fraction
+// taken as an integer. Powers of two, exact in a double.
+struct CIbmScale {
+  double f[128];
+  CIbmScale() {
+    for (int e = 0; e < 128; e++)
+      f[e] = std::ldexp(1.0, 4 * (e - 70));
+  }
+};
+
+} // namespace
+
 float sgy_ibm_to_float(const unsigned char* b) {
-  uint32_t m = (uint32_t(b[1]) << 16) | (uint32_t(b[2]) << 8) | uint32_t(b[3]);
-  if (m == 0)
-    return 0.0f;
-  long double v = (long double)m * powl(16.0L, (long double)((b[0] & 0x7F) - 70));
-  if (b[0] & 0x80)
-    v = -v;
-  return (float)v;
+  static const CIbmScale scale;
+  const uint32_t m = (uint32_t(b[1]) << 16) | (uint32_t(b[2]) << 8) | uint32_t(b[3]);
+  // The product is exact in a double, so the one rounding is that to float.
+  const double v = (double)m * scale.f[b[0] & 0x7F];
+  return (float)((b[0] & 0x80) && m ? -v : v);
 }
 
 void sgy_float_to_ibm(float v, unsigned char* b) {

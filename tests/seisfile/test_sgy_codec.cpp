@@ -81,3 +81,23 @@ TEST(SgyCodec, BigEndianIeeeAndEbcdic) {
   for (int c = 0x20; c <= 0x7E; c++)
     EXPECT_EQ(sgy_ebcdic_to_ascii(sgy_ascii_to_ebcdic((unsigned char)c)), c) << c;
 }
+
+// The decoder scales by a table of powers of 16: for every exponent and sign,
+// and fractions from the smallest to the largest, it gives the bits of the
+// direct evaluation in long double, underflow, overflow and zero included.
+TEST(SgyCodec, IbmDecodingMatchesDirectEvaluationForEveryExponent) {
+  std::mt19937 gen(3);
+  std::uniform_int_distribution<uint32_t> frac(0, 0xFFFFFF);
+  for (int e = 0; e < 256; e++) {
+    for (int k = 0; k < 64; k++) {
+      const uint32_t m = k == 0 ? 0 : k == 1 ? 1 : k == 2 ? 0xFFFFFF : k == 3 ? 0x100000 : frac(gen);
+      const unsigned char b[4] = {(unsigned char)e, (unsigned char)(m >> 16), (unsigned char)(m >> 8),
+                                  (unsigned char)m};
+      long double v = m == 0 ? 0.0L : (long double)m * powl(16.0L, (long double)((e & 0x7F) - 70));
+      if ((e & 0x80) && m)
+        v = -v;
+      const float want = (float)v, got = sgy_ibm_to_float(b);
+      ASSERT_EQ(0, memcmp(&want, &got, 4)) << "exponent byte " << e << " fraction " << m;
+    }
+  }
+}
