@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <cstdio>
+
+#include <omp.h>
 
 #include "calc3d/Calc3D_OMP.h"
 #include "calc3d/FDLayout.h"
@@ -54,6 +57,25 @@ inline void SetCubicGrid(CCalc3D_OMP& c, int nMethod, int n, bool bPml, int nFra
   c.m_fH = 10;
   c.m_fDt = 0.001;
   c.m_Signal.m_fFrequency = 20;
+}
+
+// Points a second of `steps` whole time steps of a grid set up for a run
+// (PML or taper as set), every point of the n^3 grid counted: the figure a
+// peer framework reports for its own grid. Prints it as the peer script
+// reads it.
+inline double RunPeerSteps(CCalc3D_OMP& c, const char* szMethod, int steps, int nThreads) {
+  omp_set_num_threads(nThreads);
+  const int s = c.m_nStart;
+  const int z1 = c.m_nNz - s - 1, y1 = c.m_nNy - s - 1, x1 = c.m_nNx - s - 1;
+  c.PropagateStep(s, s, s, z1, y1, x1); // warm-up
+  const double t0 = Now();
+  for (int i = 0; i < steps; i++)
+    c.PropagateStep(s, s, s, z1, y1, x1);
+  const double t = Now() - t0;
+  const double pts = (double)c.m_nNx * c.m_nNy * c.m_nNz * steps / t;
+  std::printf("kelvo %s %d^3 steps %d threads %d: %.3f s, %.1f Mpoints/s\n", szMethod, c.m_nNx, steps, nThreads, t,
+              pts / 1e6);
+  return pts;
 }
 
 } // namespace bench

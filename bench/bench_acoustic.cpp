@@ -76,6 +76,13 @@ double TimeStep(CCalc3D_OMP& c, int nThreads, int reps) {
 int main(int argc, char** argv) {
   // Flush denormals to zero as the program does at start.
   _mm_setcsr(_mm_getcsr() | 0x8040);
+  // --peer N STEPS THREADS: whole steps with PML on N^3, for bench/peer_devito.py.
+  if (argc == 5 && !std::strcmp(argv[1], "--peer")) {
+    CCalc3D_OMP c;
+    Setup(c, std::atoi(argv[2]), true, fd::FrameWidth(fd::FD_ACOUSTIC, true), false);
+    bench::RunPeerSteps(c, "acoustic", std::atoi(argv[3]), std::atoi(argv[4]));
+    return 0;
+  }
   const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 5;
   const size_t nStream = 48u << 20; // 2 x 192 MB
 

@@ -186,6 +186,13 @@ double MemoryRequired(int n, int L, bool bPlan) {
 int main(int argc, char** argv) {
   // Flush denormals to zero as the program does at start.
   _mm_setcsr(_mm_getcsr() | 0x8040);
+  // --peer N STEPS THREADS: whole steps with PML on N^3, for bench/peer_devito.py.
+  if (argc == 5 && !std::strcmp(argv[1], "--peer")) {
+    CCalc3D_OMP c;
+    Setup(c, std::atoi(argv[2]), CConfig{"peer", true, fd::FrameWidth(fd::FD_ELASTIC, true), 0, 0, true});
+    bench::RunPeerSteps(c, "elastic", std::atoi(argv[3]), std::atoi(argv[4]));
+    return 0;
+  }
   int reps = 3, nGrid = 256, nSmall = 200;
   bool bPlan = false;
   for (int i = 1; i < argc; i++) {
