@@ -483,12 +483,3 @@ int CCalc3D_OMP::StepNotBuilt(const char* szStep) {
   u_Error("Error! %s is not available in the host backend for modelling method %d.\n", szStep, GetMethod());
   return CALC_NO_FIELD;
 }
-
-
-int CCalc3D_OMP::PropagateOrtWaveTau(int, int, int, int, int, int) {
-  return StepNotBuilt("The orthorhombic stress step");
-}
-
-int CCalc3D_OMP::PropagateAniWaveTau(int, int, int, int, int, int) {
-  return StepNotBuilt("The anisotropic stress step");
-}

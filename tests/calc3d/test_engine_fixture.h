@@ -33,6 +33,8 @@ struct Homogeneous {
   // Layers and frame of the PML that Build sets up: the engine's defaults,
   // unless a test asks for a thinner one before building.
   int nPml = 21, nPmlFrame = 26;
+  // Halo of the grid: the first updated index on the low side of an axis.
+  int nStart = 2;
 
   // Allocates and builds the model; vpAt(x, y, z), when given, sets the P
   // velocity of each point.
@@ -45,7 +47,7 @@ struct Homogeneous {
     calc.m_bPML = bPml;
     calc.m_nFrame = bPml ? nPmlFrame : 38;
     calc.m_nPML = nPml;
-    calc.m_nStart = 2;
+    calc.m_nStart = nStart;
     calc.m_nNx = nx;
     calc.m_nNy = ny;
     calc.m_nNz = nz;
@@ -90,6 +92,38 @@ struct Homogeneous {
     const float mu = (float)(vs * vs * rho * s / 15000.0);
     for (size_t i = 0; i < calc.GetCubeSize(); i++)
       calc.m_pMu[i] = mu;
+    calc.m_bSuppressSV = false;
+    calc.m_fSuppress = 1;
+  }
+
+  // PML layers, frame and halo of a method's own grid, for the next Build.
+  void UseGridOf(int nMethod) {
+    const fd::TFdMethod m = fd::FdMethod(nMethod);
+    nPml = m.nPml;
+    nPmlFrame = m.nFrame;
+    nStart = m.nStart;
+  }
+
+  // The same grid as an anisotropic medium of method 103 or 104 (method 104
+  // needs the halo of its grid, UseGridOf): velocities along the symmetry
+  // axis, density, Thomsen parameters and axis direction (degrees) uniform,
+  // converted by the model's own anisotropic stage; the S wave of the source
+  // not suppressed.
+  void BuildAnisotropic(int nMethod, int nx, int ny, int nz, bool bPml, double h, double dt, double vp, double vs,
+                        double rho, double f, const float thomsen[5]) {
+    calc.m_Set.m_nMethod = nMethod;
+    Build(nx, ny, nz, bPml, h, dt, vp, rho, f);
+    const size_t n = calc.GetCubeSize();
+    float** cubes[5] = {&calc.m_pAnisEps, &calc.m_pAnisDelta, &calc.m_pAnisGamma, &calc.m_pAnisAlpha, &calc.m_pAnisPhi};
+    for (int k = 0; k < 5; k++) {
+      if (!*cubes[k])
+        *cubes[k] = new float[n];
+      std::fill(*cubes[k], *cubes[k] + n, thomsen[k]);
+    }
+    std::fill(calc.m_pK, calc.m_pK + n, (float)vp);
+    std::fill(calc.m_pMu, calc.m_pMu + n, (float)vs);
+    std::fill(calc.m_pB, calc.m_pB + n, (float)rho);
+    calc.ConvertAnisotropic();
     calc.m_bSuppressSV = false;
     calc.m_fSuppress = 1;
   }
