@@ -1,13 +1,16 @@
 // Writes a small example modelling job: a layered (or homogeneous) model as
 // SEG-Y cubes, a text survey and runtask.ini. See --help.
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "calc3d/CalcSettings.h"
 #include "common.h"
 #include "output/ExampleJob.h"
+#include "seisfile/SdsPC.h"
 
 namespace {
 
@@ -34,7 +37,10 @@ void PrintUsage() {
          "  --receiver-depth Z    receiver depth in metres (default 20)\n"
          "  --shot-id-base N      shot s gets the id N+s; 0 for no ids (default 100)\n"
          "Job file:\n"
-         "  --method NAME         acoustic, elastic (default acoustic; elastic with --visco)\n"
+         "  --method NAME         acoustic, elastic, vti (vertical transversely isotropic medium),\n"
+         "                        tti (tilted one) (default acoustic; elastic with --visco)\n"
+         "  --thomsen E,D,G       epsilon, delta and gamma of vti and tti (default 0.2,0.1,0.1)\n"
+         "  --axis TILT,AZIMUTH   direction of the symmetry axis of tti, degrees (default 30,45)\n"
          "  --visco L             viscoelastic medium of L relaxation mechanisms (1..10) from the\n"
          "                        Q cube; elastic method\n"
          "  --apparent            the model's velocities are apparent ones (with --visco)\n"
@@ -123,11 +129,88 @@ bool ParseBool(const char* sz, bool& b) {
   return true;
 }
 
+// Anisotropy of the example medium: Thomsen parameters and the direction of
+// its symmetry axis, written as cubes of constant value next to the model.
+struct CAnisotropy {
+  int nMethod = 0; // 0 none, METHOD_ORTHORHOMBIC (vti), METHOD_ANISOTROPIC (tti)
+  double v[5] = {0.2, 0.1, 0.1, 30, 45};
+};
+
+const char* const kAnisKeys[5] = {"FileAnisEpsilon", "FileAnisDelta", "FileAnisGamma", "FileAnisAzimuth",
+                                  "FileAnisPhi"};
+const char* const kAnisFiles[5] = {"epsilon.sgy", "delta.sgy", "gamma.sgy", "tilt.sgy", "azimuth.sgy"};
+
+CString JobPath(const CExampleJob& job, const char* szName) {
+  return job.m_strDir.IsEmpty() ? CString(szName) : CString(0, "%s/%s", (const char*)job.m_strDir, szName);
+}
+
+int WriteConstantCube(const CExampleJob& job, const char* szName, double fValue) {
+  const double step = job.m_fModelStep;
+  const int nx = (int)std::floor((job.m_fX1 - job.m_fX0) / step + 0.5) + 1;
+  const int ny = (int)std::floor((job.m_fY1 - job.m_fY0) / step + 0.5) + 1;
+  const int nz = (int)std::floor((job.m_fZ1 - job.m_fZ0) / step + 0.5) + 1;
+  const CCubeR cube(job.m_fX0, job.m_fY0, job.m_fZ0, job.m_fX0 + (nx - 1) * step, job.m_fY0 + (ny - 1) * step,
+                    job.m_fZ0 + (nz - 1) * step);
+  const CString strPath = JobPath(job, szName);
+  CSdsPC sds;
+  if (!sds.Create3D_file(strPath, C3DSizeN(nx, ny, nz), cube, 0, DU_M, 0, nullptr) ||
+      !sds.OnOpen(strPath, 1, 1, 0, 0) || sds.m_nTraceCount != nx * ny) {
+    fprintf(stderr, "kelvo_make_job: unable to write '%s'\n", (const char*)strPath);
+    return 1;
+  }
+  std::vector<float> trace(nz);
+  for (int i = 0; i < nx * ny; i++) {
+    trace.assign(nz, (float)fValue); // SetTrace encodes its buffer in place
+    sds.SetTrace(i, trace.data(), nz);
+  }
+  return 0;
+}
+
+// The cubes of an anisotropic medium, and their keys (with the switch to
+// the general scheme for a tilted one) in the [modeling] section of the job
+// file.
+int WriteAnisotropy(const CExampleJob& job, const CAnisotropy& an) {
+  const int nCubes = an.nMethod == METHOD_ANISOTROPIC ? 5 : 3;
+  for (int k = 0; k < nCubes; k++)
+    if (WriteConstantCube(job, kAnisFiles[k], an.v[k]) != 0)
+      return 1;
+  const CString strTask = JobPath(job, CExampleJob::TASK_FILE);
+  std::string text;
+  if (FILE* fp = fopen(strTask, "r")) {
+    char buf[4096];
+    size_t n;
+    while ((n = fread(buf, 1, sizeof(buf), fp)) > 0)
+      text.append(buf, n);
+    fclose(fp);
+  }
+  const size_t pos = text.find("[modeling]\n");
+  if (pos == std::string::npos) {
+    fprintf(stderr, "kelvo_make_job: no [modeling] section in '%s'\n", (const char*)strTask);
+    return 1;
+  }
+  std::string keys;
+  if (an.nMethod == METHOD_ANISOTROPIC)
+    keys += "TTI Anisotropy=1\n";
+  for (int k = 0; k < nCubes; k++)
+    keys += std::string(kAnisKeys[k]) + "=" + kAnisFiles[k] + "\n";
+  text.insert(pos + strlen("[modeling]\n"), keys);
+  FILE* fp = fopen(strTask, "w");
+  if (!fp || fwrite(text.data(), 1, text.size(), fp) != text.size()) {
+    if (fp)
+      fclose(fp);
+    fprintf(stderr, "kelvo_make_job: unable to write '%s'\n", (const char*)strTask);
+    return 1;
+  }
+  fclose(fp);
+  return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
   CExampleJob job;
   job.m_strDir = "example-job";
+  CAnisotropy anis;
   bool bModelStep = false;
   bool bMethod = false;
   for (int i = 1; i < argc; i++) {
@@ -189,9 +272,16 @@ int main(int argc, char** argv) {
         job.m_strMethod = "3D Acoustic";
       else if (!strcmp(val, "elastic"))
         job.m_strMethod = "3D Elastic";
-      else
+      else if (!strcmp(val, "vti") || !strcmp(val, "tti")) {
+        job.m_strMethod = "3D Elastic Anisotropic";
+        anis.nMethod = val[0] == 'v' ? METHOD_ORTHORHOMBIC : METHOD_ANISOTROPIC;
+      } else
         ok = false;
       bMethod = true;
+    } else if (!strcmp(opt, "--thomsen")) {
+      ok = sscanf(val, "%lf,%lf,%lf", &anis.v[0], &anis.v[1], &anis.v[2]) == 3;
+    } else if (!strcmp(opt, "--axis")) {
+      ok = sscanf(val, "%lf,%lf", &anis.v[3], &anis.v[4]) == 2;
     } else if (!strcmp(opt, "--dx")) {
       ok = ParseNumber(val, job.m_fH) && job.m_fH > 0;
     } else if (!strcmp(opt, "--dt")) {
@@ -249,7 +339,7 @@ int main(int argc, char** argv) {
   }
 
   const int nResult = job.Write();
-  if (nResult != 0)
+  if (nResult != 0 || (anis.nMethod != 0 && WriteAnisotropy(job, anis) != 0))
     return 1;
   printf("Example job written to %s: %d shot(s), %d line(s) of %d receivers, model %gx%gx%g m.\n",
          (const char*)job.m_strDir, job.m_nShots, job.m_nLines, job.m_nReceivers, job.m_fX1 - job.m_fX0,
@@ -257,5 +347,10 @@ int main(int argc, char** argv) {
   if (job.m_strMethod != "3D Acoustic")
     printf("Method %s%s.\n", (const char*)job.m_strMethod,
            job.m_nViscoL > 0 ? CString(0, ", viscoelastic with L = %d", job.m_nViscoL).c_str() : "");
+  if (anis.nMethod != 0)
+    printf("%s medium: epsilon %g, delta %g, gamma %g%s.\n", anis.nMethod == METHOD_ANISOTROPIC ? "Tilted" : "Vertical",
+           anis.v[0], anis.v[1], anis.v[2],
+           anis.nMethod == METHOD_ANISOTROPIC ? CString(0, ", axis tilt %g, azimuth %g", anis.v[3], anis.v[4]).c_str()
+                                              : "");
   return 0;
 }
