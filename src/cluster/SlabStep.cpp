@@ -8,7 +8,6 @@
 #include "calc3d/Calc3D.h"
 #include "calc3d/TimeStep.h"
 #include "cluster/MessageTags.h"
-#include "seisfile/SdsPC.h"
 
 namespace {
 
@@ -90,9 +89,9 @@ public:
   bool InjectsSignal() const override { return !m_Calc.m_vShotPoints.empty(); }
   int Advance(int nY0, int nY1, int nX0, int nX1) override;
   bool StopsBetweenSteps() const override { return false; }
-  // The sampling of a shot held by one process: a section does not depend
-  // on how the shot is split.
-  double SectionStep() const override { return CSdsPC::COOR_SCALER < 0 ? 1.0 : 10.0; }
+  // Coarser than a lone process's 10 m: the frames of a group's section are
+  // sampled every 15 m, so the two agree where their samples meet (every 30 m).
+  double SectionStep() const override { return 15.0; }
   void ReportSectionFailure() const override { u_Error("Error! Unable to merge 2D a snapshot.\n"); }
   int Finish(int nResult) override;
 
