@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "calc3d/Calc3D.h"
+#include "calc3d/CalcShared.h"
 #include "seisfile/SdsPC.h"
 
 int CCalc3D::IsCalcNeeded(int nShot) {
@@ -34,10 +35,7 @@ int CCalc3D::IsCalcNeeded(int nShot) {
   return 0;
 }
 
-CString CCalc3D::GetFileName(int nType, char cComponent, bool bPattern, bool bMerged, double fParam) {
-  // Model base: the P-velocity file name without directory and extension.
-  CString strBase;
-  const CString& strModel = m_Set.m_strModelPW;
+CString calc_OutputBase(const CString& strModel, const CString& strOutputDir) {
   const int nSlash = std::max(strModel.ReverseFind('/'), strModel.ReverseFind('\\'));
   CString strName = strModel.Mid(nSlash + 1, (long)strModel.GetLength() - nSlash - 1);
   const int nDot = strName.ReverseFind('.');
@@ -45,8 +43,13 @@ CString CCalc3D::GetFileName(int nType, char cComponent, bool bPattern, bool bMe
     strName = strName.Left(nDot);
   if (strName.IsEmpty())
     strName = "Model";
-  strBase = m_Set.m_strOutputDir;
+  CString strBase = strOutputDir;
   strBase += strName;
+  return strBase;
+}
+
+CString CCalc3D::GetFileName(int nType, char cComponent, bool bPattern, bool bMerged, double fParam) {
+  const CString strBase = calc_OutputBase(m_Set.m_strModelPW, m_Set.m_strOutputDir);
 
   static const char* const s_szWords[] = {"Gath", "Snap", "Time", "3DSnap"};
   const char* szWord = nType >= 0 && nType <= 3 ? s_szWords[nType] : "Unknown";

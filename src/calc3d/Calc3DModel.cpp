@@ -7,6 +7,7 @@
 
 #include "calc3d/Calc3D.h"
 #include "calc3d/Calc3DModelCube.h"
+#include "calc3d/CalcShared.h"
 #include "calc3d/FDLayout.h"
 #include "calc3d/ModelCorrelation.h"
 #include "calc3d/ViscoCalc.h"
@@ -263,21 +264,21 @@ double CCalc3D::GetQFactor(double q, double fExp) {
   return fBase > 0 ? pow(fBase, fExp) : 0.0;
 }
 
-void CCalc3D::MakeDamp() {
-  const float dt = (float)m_fDt;
-  for (int i = 0; i < fd::kTaperWidth; i++) {
-    const double d = m_nFrame - i;
-    m_fDamp[i] = i > 0 && i < m_nFrame ? (float)exp(-0.18 * d * d * (double)dt) : 0.0f;
+void calc_FillDamp(float* pDamp, int nSize, int nFrame, double dt) {
+  const float fDt = (float)dt;
+  for (int i = 0; i < nSize; i++) {
+    const double d = nFrame - i;
+    pDamp[i] = i > 0 && i < nFrame ? (float)exp(-0.18 * d * d * (double)fDt) : 0.0f;
   }
 }
 
-void CCalc3D::ConvertIsotropic() {
-  const double s = (1 / m_fH) * m_fDt;
+void CCalc3D::MakeDamp() { calc_FillDamp(m_fDamp, fd::kTaperWidth, m_nFrame, m_fDt); }
+
+void calc_ConvertIsotropic(float* pK, float* pB, float* pMu, size_t nPlane, int nPlanes, double fH, double fDt) {
+  const double s = (1 / fH) * fDt;
   const float kc = (float)(s / const_K_U), kb = (float)(s * const_K_U);
-  const size_t nPlane = (size_t)m_nNx * m_nNy;
-  float *pK = m_pK, *pB = m_pB, *pMu = m_pMu;
 #pragma omp parallel for schedule(static)
-  for (int z = 0; z < m_nNz; z++) {
+  for (int z = 0; z < nPlanes; z++) {
     for (size_t i = z * nPlane; i < (z + 1) * nPlane; i++) {
       const float vp = pK[i], rho = pB[i];
       float a = 0, b = 0;
@@ -294,6 +295,10 @@ void CCalc3D::ConvertIsotropic() {
       pB[i] = b;
     }
   }
+}
+
+void CCalc3D::ConvertIsotropic() {
+  calc_ConvertIsotropic(m_pK, m_pB, m_pMu, (size_t)m_nNx * m_nNy, m_nNz, m_fH, m_fDt);
 }
 
 int CCalc3D::SmoothModel() { return 0; }

@@ -44,10 +44,13 @@ bool FirstReport(const char* szFile) {
 
 } // namespace
 
+bool model_OpenFile(CSdsPC& sds, const char* szFile, const CCubeR& m, double fStep, bool bUseElevation) {
+  sds.SetPlacement(m.x0 != UNSET_VALUE ? m.x0 : 0.0, m.y0 != UNSET_VALUE ? m.y0 : 0.0, fStep);
+  return sds.OnOpen(szFile, 0, 0, 0, bUseElevation);
+}
+
 bool model_OpenFile(CCalc3D& calc, CSdsPC& sds, const char* szFile) {
-  const CCubeR& m = calc.m_cubeModel;
-  sds.SetPlacement(m.x0 != UNSET_VALUE ? m.x0 : 0.0, m.y0 != UNSET_VALUE ? m.y0 : 0.0, calc.m_fH);
-  return sds.OnOpen(szFile, 0, 0, 0, calc.m_Set.m_bModelUseElevation);
+  return model_OpenFile(sds, szFile, calc.m_cubeModel, calc.m_fH, calc.m_Set.m_bModelUseElevation);
 }
 
 int model_CheckFile(CSdsPC& sds, const char* szName) {

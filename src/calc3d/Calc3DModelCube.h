@@ -10,6 +10,9 @@
 // numbers on the mesh step from the model cube's low corner (the job's X0,
 // Y0; 0 where unset). False when the file cannot be opened; no message.
 bool model_OpenFile(CCalc3D& calc, CSdsPC& sds, const char* szFile);
+// The same for a model cube m (its open sides taken as 0) and placement step
+// fStep, lifted by the elevation when bUseElevation is set.
+bool model_OpenFile(CSdsPC& sds, const char* szFile, const CCubeR& m, double fStep, bool bUseElevation);
 
 // Refuses an open model file whose traces give no positions (all at one
 // point): message and CALC_NO_FILE. The first time a file is checked in this

@@ -9,6 +9,7 @@
 
 #include "calc3d/Calc3D.h"
 #include "calc3d/Calc3DModelCube.h"
+#include "calc3d/CalcShared.h"
 #include "seisfile/SdsPC.h"
 
 namespace {
@@ -231,6 +232,15 @@ int CCalc3D::PrepareSource(int nShot, CSurvey3D& survey, bool bQuiet) {
   return 0;
 }
 
+void calc_SetOutputScalers(double fH, double dt) {
+  CSdsPC::COOR_SCALER = fH < 1.0 ? -100 : 1;
+  CSdsPC::ELEV_SCALER = dt < (double)(float)0.001 ? -100 : 1;
+  if (CSdsPC::COOR_SCALER != 1)
+    u_Print("Output SEG-Y Coord. Scaler:  %d\n", CSdsPC::COOR_SCALER);
+  if (CSdsPC::ELEV_SCALER != 1)
+    u_Print("Output SEG-Y Elev. Scaler:   %d\n", CSdsPC::ELEV_SCALER);
+}
+
 int CCalc3D::ValidateCommon() {
   const int nMethod = GetMethod();
   if (nMethod > METHOD_ACOUSTIC && m_nSurfType == 0 && m_nSourceType == SOURCE_OMNI)
@@ -288,12 +298,7 @@ int CCalc3D::ValidateCommon() {
     u_Print("Generate Time Field:         %s\n", str.c_str());
   }
 
-  CSdsPC::COOR_SCALER = m_fH < 1.0 ? -100 : 1;
-  CSdsPC::ELEV_SCALER = m_Set.m_dt < (double)(float)0.001 ? -100 : 1;
-  if (CSdsPC::COOR_SCALER != 1)
-    u_Print("Output SEG-Y Coord. Scaler:  %d\n", CSdsPC::COOR_SCALER);
-  if (CSdsPC::ELEV_SCALER != 1)
-    u_Print("Output SEG-Y Elev. Scaler:   %d\n", CSdsPC::ELEV_SCALER);
+  calc_SetOutputScalers(m_fH, m_Set.m_dt);
 
   // An acoustic omnidirectional built-in pulse under an invisible surface is
   // injected as a hard source.
