@@ -105,6 +105,9 @@ int CCalc1D::CalculateTrace(int i, CCalc1D_Worker& w) const {
     s = m_nFrame;
   while (s < nz - m_nFrame && w.m_pK[s] == 0)
     s++;
+  // A column without any solid point gives a silent trace.
+  if (w.m_pK[s] == 0)
+    return 0;
 
   const float* K = w.m_pK;
   const float* B = w.m_pB;
