@@ -37,7 +37,8 @@ void PrintUsage() {
          "  --receiver-depth Z    receiver depth in metres (default 20)\n"
          "  --shot-id-base N      shot s gets the id N+s; 0 for no ids (default 100)\n"
          "Job file:\n"
-         "  --method NAME         acoustic, elastic, vti (vertical transversely isotropic medium),\n"
+         "  --method NAME         acoustic, elastic, vertical (1-D vertical incidence),\n"
+         "                        vti (vertical transversely isotropic medium),\n"
          "                        tti (tilted one) (default acoustic; elastic with --visco)\n"
          "  --thomsen E,D,G       epsilon, delta and gamma of vti and tti (default 0.2,0.1,0.1)\n"
          "  --axis TILT,AZIMUTH   direction of the symmetry axis of tti, degrees (default 30,45)\n"
@@ -272,6 +273,8 @@ int main(int argc, char** argv) {
         job.m_strMethod = "3D Acoustic";
       else if (!strcmp(val, "elastic"))
         job.m_strMethod = "3D Elastic";
+      else if (!strcmp(val, "vertical"))
+        job.m_strMethod = "Vertical Incidence";
       else if (!strcmp(val, "vti") || !strcmp(val, "tti")) {
         job.m_strMethod = "3D Elastic Anisotropic";
         anis.nMethod = val[0] == 'v' ? METHOD_ORTHORHOMBIC : METHOD_ANISOTROPIC;
