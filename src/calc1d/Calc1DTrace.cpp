@@ -118,6 +118,8 @@ int CCalc1D::CalculateTrace(int i, CCalc1D_Worker& w) const {
   const int nSignal = pSignal ? m_Signal.m_nLen : 0;
   const bool bHard = m_nSourceType != 3 && m_nSurfType == 0 && m_Signal.m_nSignalMode == 0;
   const int nPml = m_nPML + 3;
+  // Points outside both layers: k and nz - 1 - k at least nPml.
+  const int nInner0 = std::max(nPml, 3), nInner1 = std::min(nz - 1 - nPml, nz - 4);
   const int nSteps = (int)((m_fT1 - m_fT0) / m_fDt);
   double tRec = m_pApp->m_t0, t = m_fT0;
   size_t nRec = 0;
@@ -131,8 +133,11 @@ int CCalc1D::CalculateTrace(int i, CCalc1D_Worker& w) const {
       else
         P[s] += g;
     }
+    // Pressure, then velocity. With PML the points between the two layers
+    // take a plain loop that vectorises; without it the damping of U in the
+    // pressure pass feeds the next points, so the pass stays in order.
     bool bNaN = false;
-    for (int k = 3; k <= nz - 4; k++) {
+    auto pressure = [&](int k) {
       const int m = nz - 1 - k;
       float d = c1_6 * (U[k + 1] - U[k]) + c2_6 * (U[k + 2] - U[k - 1]) + c3_6 * (U[k + 3] - U[k - 2]);
       if (m_bPML) {
@@ -159,10 +164,8 @@ int CCalc1D::CalculateTrace(int i, CCalc1D_Worker& w) const {
         v *= Q[k];
       P[k] = v;
       bNaN |= std::isnan(v);
-    }
-    if (bNaN)
-      return -150;
-    for (int k = 3; k <= nz - 4; k++) {
+    };
+    auto velocity = [&](int k) {
       const int m = nz - 1 - k;
       float d = c1_6 * (P[k] - P[k - 1]) + c2_6 * (P[k + 1] - P[k - 2]) + c3_6 * (P[k + 2] - P[k - 3]);
       if (m_bPML) {
@@ -178,6 +181,39 @@ int CCalc1D::CalculateTrace(int i, CCalc1D_Worker& w) const {
         }
       }
       U[k] = d * B[k] + U[k];
+    };
+    if (m_bPML && nInner0 <= nInner1) {
+      for (int k = 3; k < nInner0; k++)
+        pressure(k);
+      int nBad = 0;
+      for (int k = nInner0; k <= nInner1; k++) {
+        const float d = c1_6 * (U[k + 1] - U[k]) + c2_6 * (U[k + 2] - U[k - 1]) + c3_6 * (U[k + 3] - U[k - 2]);
+        float v = d * K[k] + P[k];
+        if (bQ)
+          v = Q[k] < 1 ? v * Q[k] : v;
+        P[k] = v;
+        nBad |= v != v;
+      }
+      bNaN |= nBad != 0;
+      for (int k = nInner1 + 1; k <= nz - 4; k++)
+        pressure(k);
+      if (bNaN)
+        return -150;
+      for (int k = 3; k < nInner0; k++)
+        velocity(k);
+      for (int k = nInner0; k <= nInner1; k++) {
+        const float d = c1_6 * (P[k] - P[k - 1]) + c2_6 * (P[k + 1] - P[k - 2]) + c3_6 * (P[k + 2] - P[k - 3]);
+        U[k] = d * B[k] + U[k];
+      }
+      for (int k = nInner1 + 1; k <= nz - 4; k++)
+        velocity(k);
+    } else {
+      for (int k = 3; k <= nz - 4; k++)
+        pressure(k);
+      if (bNaN)
+        return -150;
+      for (int k = 3; k <= nz - 4; k++)
+        velocity(k);
     }
     if (t >= tRec && nRec < m_nSeisLen) {
       w.m_pTraceC[nRec] = P[s];
