@@ -14,6 +14,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include <omp.h>
@@ -167,6 +169,29 @@ typedef int VI __attribute__((vector_size(32)));
 #pragma GCC pop_options
 #endif
 #endif
+// And for processors with AVX-512: twice the points an instruction again,
+// which matters for the steps with many differences a point (elastic).
+#if defined(__x86_64__) && FD_VECTOR_TYPES && !defined(__AVX512F__)
+#define FD_ROWS_AVX512 1
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx512f,avx512vl,avx2"))), apply_to = function)
+#else
+#pragma GCC push_options
+#pragma GCC target("avx512f,avx512vl,avx2")
+#endif
+namespace fd {
+namespace rows_avx512 {
+typedef float VF __attribute__((vector_size(64)));
+typedef int VI __attribute__((vector_size(64)));
+#include "FDStepRows.h"
+} // namespace rows_avx512
+} // namespace fd
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
+#pragma GCC pop_options
+#endif
+#endif
 #if defined(__clang__)
 #pragma clang diagnostic pop
 #endif
@@ -175,12 +200,40 @@ namespace fd {
 
 template <class P> using TPlaneFn = bool (*)(const TFdStep<P>&, const float*, int, int, int, int, int);
 
-template <class P> TPlaneFn<P> SelectPlane() {
+// The widest row loops the processor runs: 2 AVX-512, 1 AVX2, 0 the base
+// set. KELVO_ROWS=base, avx2 or avx512 in the environment caps the choice
+// (for comparisons).
+inline int RowsLevel() {
+  static const int nLevel = [] {
+    int n = 0;
 #ifdef FD_ROWS_AVX2
-  if (__builtin_cpu_supports("avx2"))
-    return rows_avx2::Plane<P>;
+    if (__builtin_cpu_supports("avx2"))
+      n = 1;
 #endif
-  return rows_base::Plane<P>;
+#ifdef FD_ROWS_AVX512
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl"))
+      n = 2;
+#endif
+    const char* sz = std::getenv("KELVO_ROWS");
+    if (sz && !std::strcmp(sz, "base"))
+      n = 0;
+    else if (sz && !std::strcmp(sz, "avx2"))
+      n = std::min(n, 1);
+    return n;
+  }();
+  return nLevel;
+}
+
+template <class P> TPlaneFn<P> SelectPlane() {
+  switch (RowsLevel()) {
+#ifdef FD_ROWS_AVX512
+  case 2: return rows_avx512::Plane<P>;
+#endif
+#ifdef FD_ROWS_AVX2
+  case 1: return rows_avx2::Plane<P>;
+#endif
+  default: return rows_base::Plane<P>;
+  }
 }
 
 // One half-step over the rows y0..y1, points x0..x1 of any plane: the row

@@ -13,7 +13,9 @@ template <class T> inline T Rev(T v) {
     return v;
   } else {
 #if defined(__clang__)
-    if constexpr (kLanes<T> == 8)
+    if constexpr (kLanes<T> == 16)
+      return __builtin_shufflevector(v, v, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+    else if constexpr (kLanes<T> == 8)
       return __builtin_shufflevector(v, v, 7, 6, 5, 4, 3, 2, 1, 0);
     else
       return __builtin_shufflevector(v, v, 3, 2, 1, 0);
