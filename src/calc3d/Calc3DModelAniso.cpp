@@ -2,7 +2,6 @@
 // Thomsen parameters and the direction of the symmetry axis of each cell to
 // the stiffness coefficients of the anisotropic steps.
 #include <cmath>
-#include <type_traits>
 
 #include "calc3d/AnisoStiffness.h"
 #include "calc3d/Calc3D.h"
@@ -16,20 +15,10 @@ enum { AI_VP, AI_VS, AI_DEN, AI_EPS, AI_DELTA, AI_GAMMA, AI_TILT, AI_AZIMUTH, AI
 const float kReuseTolerance[AI_COUNT] = {1.0f, 1.0f, 1.0f, 0.0001f, 0.0001f, 0.0001f, 0.001f, 0.001f};
 
 // The task's values of the Thomsen parameters and angles, used where no cube
-// gives them: epsilon, delta, gamma, tilt, azimuth. Settings without them
-// leave all five at 0.
-template <class S, class = void> struct THasAnisValues : std::false_type {};
-template <class S> struct THasAnisValues<S, std::void_t<decltype(S::m_fAnisEpsilon)>> : std::true_type {};
-
-template <class S> void TaskAnisValues(const S& s, float* v) {
-  if constexpr (THasAnisValues<S>::value) {
-    v[0] = s.m_fAnisEpsilon, v[1] = s.m_fAnisDelta, v[2] = s.m_fAnisGamma;
-    v[3] = s.m_fAnisAzimuth, v[4] = s.m_fAnisPhi;
-  } else {
-    (void)s;
-    for (int k = 0; k < 5; k++)
-      v[k] = 0;
-  }
+// gives them: epsilon, delta, gamma, tilt, azimuth.
+void TaskAnisValues(const CCalcSettings& s, float* v) {
+  v[0] = s.m_fAnisEpsilon, v[1] = s.m_fAnisDelta, v[2] = s.m_fAnisGamma;
+  v[3] = s.m_fAnisAzimuth, v[4] = s.m_fAnisPhi;
 }
 
 // An angle of the orthorhombic scheme, whose symmetry axis must lie on a

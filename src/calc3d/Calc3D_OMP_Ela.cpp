@@ -54,10 +54,13 @@ template <int MODE> fd::TFdStep<fd::TElaStress<MODE>> StressStep(const CCalc3D_O
   return c;
 }
 
+// The fields of the velocity half-step, which the anisotropic methods share
+// (their model stage frees K and mu), and those of the isotropic stresses.
 bool HasFields(const CCalc3D_OMP& o) {
   return o.m_pVx && o.m_pVy && o.m_pVz && o.m_pTxx && o.m_pTyy && o.m_pTzz && o.m_pTxy && o.m_pTxz && o.m_pTyz &&
-         o.m_pK && o.m_pMu && o.m_pB;
+         o.m_pB;
 }
+bool HasModuli(const CCalc3D_OMP& o) { return HasFields(o) && o.m_pK && o.m_pMu; }
 
 // The stress formulas of the medium: relaxation mechanisms where there are
 // any, otherwise Q as a stress factor, or plain.
@@ -83,7 +86,7 @@ int CCalc3D_OMP::PropagateElaWaveU(int nZ0, int nY0, int nX0, int nZ1, int nY1, 
 }
 
 int CCalc3D_OMP::PropagateElaWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
-  if (!HasFields(*this))
+  if (!HasModuli(*this))
     return CALC_NO_FIELD;
   const int nMode = StressMode(*this);
   if (nMode == fd::ELA_QFACTOR)
@@ -105,7 +108,7 @@ int CCalc3D_OMP::PropagateElaWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY1
 }
 
 int CCalc3D_OMP::PropagateElaStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
-  if (!HasFields(*this))
+  if (!HasModuli(*this))
     return CALC_NO_FIELD;
   if (nY0 > nY1 || nX0 > nX1)
     return 0;

@@ -31,9 +31,13 @@ struct CCalcSettings {
   bool m_bBigSeismogram = false; // gathers kept in a spill file during the shot
   bool m_bRecovery = false;
   bool m_bDebug = false;
+  // Thomsen parameters and axis angles (degrees) where no cube gives them:
+  // m_fAnisAzimuth is the task's FileAnisAzimuth, the tilt; m_fAnisPhi its
+  // FileAnisPhi, the azimuth.
+  float m_fAnisEpsilon = 0, m_fAnisDelta = 0, m_fAnisGamma = 0, m_fAnisAzimuth = 0, m_fAnisPhi = 0;
   bool m_bPlainSteps = false; // each half-step a sweep of its own (the reference of the fused pass)
-  int m_nMemoryLimit = 0;  // MB a node is taken to have, 0 for its own
-  int m_nHostMemoryGB = 0; // GB a node is taken to have, 0 for its own
+  int m_nMemoryLimit = 0;     // MB a node is taken to have, 0 for its own
+  int m_nHostMemoryGB = 0;    // GB a node is taken to have, 0 for its own
 
   // Samples of a gather trace over the recording window.
   int GetSeismogramTraceLen() const { return SeismogramTraceLen(m_t0, m_t1, m_dt); }

@@ -44,6 +44,8 @@ CCalcSettings CKelvoApp::GetCalcSettings() const {
   s.m_strModelQ = m_strModelQ;
   s.m_strAnisEpsilon = m_strAnisEpsilon, s.m_strAnisDelta = m_strAnisDelta, s.m_strAnisGamma = m_strAnisGamma;
   s.m_strAnisPhi = m_strAnisPhi, s.m_strAnisAzimuth = m_strAnisAzimuth;
+  s.m_fAnisEpsilon = m_fAnisEpsilon, s.m_fAnisDelta = m_fAnisDelta, s.m_fAnisGamma = m_fAnisGamma;
+  s.m_fAnisAzimuth = m_fAnisAzimuth, s.m_fAnisPhi = m_fAnisPhi;
   s.m_bModelUseElevation = m_bModelUseElevation;
   s.m_bBigSeismogram = m_bBigSeismogram;
   s.m_bRecovery = m_bRecovery;

@@ -68,9 +68,7 @@ TEST(PhysicsAnisotropic, DegenerateMediaGiveTheSimplerMethodsRecords) {
   // method records on the same model; method 104 without tilt what method
   // 103 records on the same anisotropic model. A horizontal force sends P
   // and S in all directions; receivers off the axes see both. The same thin
-  // PML and halo in all runs, so that only the stress steps differ; the
-  // elastic method takes its plain half-steps, the form the anisotropic
-  // methods have.
+  // PML and halo in all runs, so that only the stress steps differ.
   const double h = 10, dt = 0.001, f = 20, vp = 3000, vs = 1700;
   const int n = 36, c = 18;
   struct Run {
@@ -89,7 +87,6 @@ TEST(PhysicsAnisotropic, DegenerateMediaGiveTheSimplerMethodsRecords) {
         g.BuildElastic(n, n, n, true, h, dt, vp, vs, kRho, f);
       else
         g.BuildAnisotropic(pair[k].nMethod, n, n, n, true, h, dt, vp, vs, kRho, f, pair[k].t.v);
-      g.calc.m_Set.m_bPlainSteps = true;
       g.Shot(c, c, c, 1, {g.Idx(c + 5, c, c), g.Idx(c + 4, c + 4, c + 4), g.Idx(c - 2, c + 3, c + 5)}, 0.1);
       ASSERT_EQ(0, g.Run()) << "method " << pair[k].nMethod;
       rec[k] = Traces(g);
