@@ -89,6 +89,15 @@ bool survey_ReadLine(const char* szLine, CSurveyLine& l) {
                                             l.traceId, l.fileId) == 0;
 }
 
+// Record of trace i of an open file, from its table in memory or on demand.
+bool survey_TraceInfo(CSdsPC& sds, int i, SDS_TRACEINFO& r) {
+  if (SDS_TRACEINFO* pAll = sds.GetTraceInfoAll()) {
+    r = pAll[i];
+    return true;
+  }
+  return sds.Set_pSR(i, &r);
+}
+
 void survey_PrintNoFileName() {
   u_Error("Error! Survey acquisition geometry file has not been provided.\n");
   u_Print("Please specify survey acquisition geometry file in '[Survey]/Geometry' section in "
@@ -220,12 +229,38 @@ int CSurvey3D::LoadFromSgy(const char* szFile) {
     survey_PrintNoFileName();
     return 1;
   }
-  // Reading the geometry from trace headers is not available in this build.
-  u_Error("Error! Survey acquisition geometry from SEG-Y trace headers is not supported (%s).\n"
-          "Please provide the survey as a text file.\n",
-          szFile);
-  u_Print(MSG_STOPPED);
-  return 1;
+  CSdsPC sds;
+  if (!sds.OnOpen(szFile, 0, 0, 0, 0)) {
+    PrintErrorOnOpenFile(szFile);
+    return 1;
+  }
+  m_strFile = szFile;
+
+  // Shot points in the order of their first trace; the energy source point
+  // number (bytes 17-20) of that trace is the shot's id while every shot so
+  // far has brought a new one.
+  std::set<_C3DPoint> points;
+  std::set<int> ids;
+  std::vector<C3DPointR> newPoints;
+  for (int i = 0; i < sds.m_nTraceCount; i++) {
+    SDS_TRACEINFO r;
+    if (!survey_TraceInfo(sds, i, r))
+      break;
+    const C3DPointR p(r.m_fXs, r.m_fYs, r.m_fZs);
+    if (!points.insert(p.plain()).second)
+      continue;
+    SGY_TRACEHEADER h;
+    if (newPoints.size() == ids.size() && sds.GetTraceHeader(i, h, 1) && ids.insert(h.GetInt32(16)).second)
+      m_vShotIds.push_back(h.GetInt32(16));
+    newPoints.push_back(p);
+  }
+  if (!m_vShotIds.empty() && m_vShotIds.size() != newPoints.size()) {
+    u_Warning("Duplicate shot point number found in survey file %s. Shot point IDs will be ignored.\n", szFile);
+    m_vShotIds.clear();
+  }
+  m_vShots = newPoints;
+  m_bFromSgy = true;
+  return 0;
 }
 
 int CSurvey3D::GetMinShot() const {
@@ -432,10 +467,31 @@ int CSurvey3D::CollectFromText(int nShot, const C3DPointR& A, bool bById, CShotT
   return 0;
 }
 
-int CSurvey3D::CollectFromSgy(int /*nShot*/, const C3DPointR& /*A*/) {
-  // Surveys from trace headers are refused by LoadFromSgy, so this is not reached.
-  u_Error("Error! Survey acquisition geometry from SEG-Y trace headers is not supported (%s).\n",
-          (const char*)m_strFile);
-  u_Print(MSG_STOPPED);
-  return 1;
+int CSurvey3D::CollectFromSgy(int nShot, const C3DPointR& A) {
+  CSdsPC sds;
+  if (!sds.OnOpen(m_strFile, 0, 0, 0, 0)) {
+    PrintErrorOnOpenFile(m_strFile);
+    return 1;
+  }
+  std::set<_C3DPoint> seen;
+  // Trace and file numbers are passed on only while every record is at hand.
+  bool bIds = true;
+  for (int i = 0; i < sds.m_nTraceCount; i++) {
+    SDS_TRACEINFO r;
+    if (!survey_TraceInfo(sds, i, r)) {
+      bIds = false;
+      continue;
+    }
+    const C3DPointR src(r.m_fXs, r.m_fYs, r.m_fZs), rcv(r.m_fXr, r.m_fYr, r.m_fZr);
+    const int nTraceId = bIds ? r.m_nTraceNo : -1, nFileId = bIds ? r.m_nPartNo : -1;
+    if (nShot < 0) {
+      if (seen.insert(rcv.plain()).second)
+        AddReceiver(rcv, 0, 0, nTraceId, nFileId);
+    } else if (src.x == A.x && src.y == A.y && src.z == A.z) {
+      SGY_TRACEHEADER h;
+      const bool bHeader = sds.GetTraceHeader(i, h, 1);
+      AddReceiver(rcv, bHeader ? h.GetInt32(188) : 0, bHeader ? h.GetInt32(192) : 0, nTraceId, nFileId);
+    }
+  }
+  return 0;
 }
