@@ -67,8 +67,8 @@ public:
   // pOut; density without a file is derived from the velocities in pP.
   int LoadModelComponent(int nComponent, const char* szFile, float* pP, float* pOut);
   int SmoothModel();
-  // nPasses passes of the seven-point mean over the inner points of a cube;
-  // pBuf holds two x-z planes.
+  // nPasses passes of the seven-point mean over the inner points of a cube
+  // (the pass of the 3-D model); pBuf holds one x-z plane.
   int SmoothModelComponent(float* pData, int nPasses, float* pBuf);
   // Profile of cube nComponent (0, 2, 100) under the lateral point pt, of
   // m_nNzAll points with the frames; nFirst is its first non-void index.

@@ -9,6 +9,7 @@
 #include "calc3d/Calc3DModelCube.h"
 #include "calc3d/CalcShared.h"
 #include "calc3d/ModelCorrelation.h"
+#include "calc3d/ModelSmoothing.h"
 #include "run/KelvoApp.h"
 #include "seisfile/SdsPC.h"
 
@@ -103,7 +104,7 @@ int CCalc1D::SmoothModel() {
     return 0;
   std::vector<float> buf;
   try {
-    buf.assign((size_t)m_nNx * m_nNz * 2, 0.0f);
+    buf.assign((size_t)m_nNx * m_nNz, 0.0f);
   } catch (const std::bad_alloc&) {
     u_Error("Error! Unable to allocate memory for calculations!\n");
     return -1;
@@ -115,36 +116,7 @@ int CCalc1D::SmoothModel() {
 }
 
 int CCalc1D::SmoothModelComponent(float* pData, int nPasses, float* pBuf) {
-  const int nx = m_nNx, ny = m_nNy, nz = m_nNz;
-  if (nx < 3 || ny < 3 || nz < 3)
-    return 0;
-  const size_t sy = nx, sz = (size_t)nx * ny, nPlaneXZ = (size_t)nx * nz;
-  // New values of plane y are kept until plane y + 1, which reads the old
-  // plane y, has been computed; two x-z planes take turns.
-  for (int pass = 0; pass < nPasses; pass++) {
-    for (int y = 1; y < ny - 1; y++) {
-      float* pNew = pBuf + (y & 1) * nPlaneXZ;
-      for (int z = 1; z < nz - 1; z++) {
-        for (int x = 1; x < nx - 1; x++) {
-          const float* p = pData + z * sz + y * sy + x;
-          const float n[6] = {p[-1], p[1], p[-(long)sy], p[sy], p[-(long)sz], p[sz]};
-          float v = *p;
-          if (v != 0 && std::all_of(n, n + 6, [](float a) { return a > 0; }))
-            v = (v + n[0] + n[1] + n[2] + n[3] + n[4] + n[5]) / 7;
-          pNew[(size_t)z * nx + x] = v;
-        }
-      }
-      auto store = [&](int yy) {
-        const float* pSrc = pBuf + (yy & 1) * nPlaneXZ;
-        for (int z = 1; z < nz - 1; z++)
-          std::copy(pSrc + (size_t)z * nx + 1, pSrc + (size_t)z * nx + nx - 1, pData + z * sz + yy * sy + 1);
-      };
-      if (y > 1)
-        store(y - 1);
-      if (y == ny - 2)
-        store(y);
-    }
-  }
+  calc_SmoothCube(pData, m_nNx, m_nNy, m_nNz, nPasses, pBuf);
   return 0;
 }
 

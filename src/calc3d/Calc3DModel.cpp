@@ -301,10 +301,6 @@ void CCalc3D::ConvertIsotropic() {
   calc_ConvertIsotropic(m_pK, m_pB, m_pMu, (size_t)m_nNx * m_nNy, m_nNz, m_fH, m_fDt);
 }
 
-int CCalc3D::SmoothModel() { return 0; }
-
-int CCalc3D::SmoothModelComponent(float*, int) { return 0; }
-
 int CCalc3D::PrepareViscoElasticModel() {
   if (m_nViscoL < 1)
     return 0;

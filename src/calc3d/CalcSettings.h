@@ -31,6 +31,7 @@ struct CCalcSettings {
   bool m_bBigSeismogram = false; // gathers kept in a spill file during the shot
   bool m_bRecovery = false;
   bool m_bDebug = false;
+  int m_nSmoothModel = 0; // passes of the seven-point mean over the coefficients
   // Thomsen parameters and axis angles (degrees) where no cube gives them:
   // m_fAnisAzimuth is the task's FileAnisAzimuth, the tilt; m_fAnisPhi its
   // FileAnisPhi, the azimuth.

@@ -50,6 +50,7 @@ CCalcSettings CKelvoApp::GetCalcSettings() const {
   s.m_bBigSeismogram = m_bBigSeismogram;
   s.m_bRecovery = m_bRecovery;
   s.m_bDebug = m_bDebug;
+  s.m_nSmoothModel = m_nSmoothModel;
   s.m_bPlainSteps = m_bPlainSteps;
   s.m_nMemoryLimit = m_nMemoryLimit;
   s.m_nHostMemoryGB = m_nHostMemoryGB;
