@@ -13,11 +13,25 @@ namespace {
 
 double MB(double nFloats) { return nFloats * 4.0 / 1048576.0; }
 
+// Zeroes n floats by the threads of the steps, each the share of the array
+// that a static split gives it, as the steps split the planes: the pages of a
+// fresh block are first touched by the thread that will compute on them.
+void ZeroArray(float* p, size_t n) {
+  if (!p || !n)
+    return;
+  const long long nChunk = 1 << 16, nChunks = (long long)((n + nChunk - 1) / nChunk);
+#pragma omp parallel for schedule(static)
+  for (long long c = 0; c < nChunks; c++)
+    std::memset(p + c * nChunk, 0, (size_t)std::min<long long>(nChunk, (long long)n - c * nChunk) * sizeof(float));
+}
+
 // A zero-filled float block, or null for a size of 0. Throws std::bad_alloc.
 float* NewZeroed(size_t n) {
   if (n == 0)
     return nullptr;
-  return new float[n]();
+  float* p = new float[n];
+  ZeroArray(p, n);
+  return p;
 }
 
 // Large blocks come page-aligned from the allocator, so that the same index
@@ -31,7 +45,9 @@ float* NewShifted(size_t n, int& nSlot) {
   if (n == 0)
     return nullptr;
   const size_t nShift = 16 + kShiftStep * (size_t)(nSlot++ % kShiftSlots);
-  float* pRaw = new float[n + nShift]();
+  float* pRaw = new float[n + nShift];
+  std::memset(pRaw, 0, nShift * sizeof(float));
+  ZeroArray(pRaw + nShift, n);
   const uint32_t u = (uint32_t)nShift;
   std::memcpy(pRaw + nShift - 1, &u, sizeof(u));
   return pRaw + nShift;
@@ -44,11 +60,6 @@ void FreeShifted(float*& p) {
   std::memcpy(&u, p - 1, sizeof(u));
   delete[](p - u);
   p = nullptr;
-}
-
-void ZeroArray(float* p, size_t n) {
-  if (p && n)
-    std::memset(p, 0, n * sizeof(float));
 }
 
 } // namespace
@@ -190,6 +201,7 @@ int CCalc3D_OMP::AllocateArrays(size_t m, size_t nPlane, size_t nCube) {
     u_Error("Error! Not enough memory. Please, try to increase spatial steps.\n");
     return CALC_NO_MEMORY;
   }
+  m_bFieldsZero = true;
   return 0;
 }
 
@@ -315,10 +327,18 @@ int CCalc3D_OMP::FreeMemory(bool bModel, bool bWave, bool bSeismogram, bool bTim
 
 int CCalc3D_OMP::LoadModel() {
   const size_t m = GetCubeSize();
-  float* fields[] = {m_pVx, m_pVy, m_pVz, m_pTxx, m_pTyy, m_pTzz, m_pTxy, m_pTxz, m_pTyz};
-  for (float* p : fields)
-    ZeroArray(p, m);
-  ZeroArray(m_pViscoG, 6 * (size_t)std::max(m_nViscoL, 0) * m);
+  // Fields and memories just allocated are zero already; a second shot on
+  // the same arrays starts from zero again.
+  if (!m_bFieldsZero) {
+    float* fields[] = {m_pVx, m_pVy, m_pVz, m_pTxx, m_pTyy, m_pTzz, m_pTxy, m_pTxz, m_pTyz};
+    for (float* p : fields)
+      ZeroArray(p, m);
+    ZeroArray(m_pViscoG, 6 * (size_t)std::max(m_nViscoL, 0) * m);
+    if (m_bPML)
+      for (int k = 0; k < PML_MEM_COUNT; k++)
+        ZeroArray(m_pPmlMem[k], GetPmlMemSize(k));
+  }
+  m_bFieldsZero = false;
 
   const size_t n = m_vRcvIdx.size();
   const size_t nRows = m_Spill.IsWriting() ? n : n * m_nSeisLen;
@@ -326,10 +346,6 @@ int CCalc3D_OMP::LoadModel() {
   ZeroArray(m_pSeisY, nRows);
   ZeroArray(m_pSeisZ, nRows);
   ZeroArray(m_pSeisC, nRows);
-
-  if (m_bPML)
-    for (int k = 0; k < PML_MEM_COUNT; k++)
-      ZeroArray(m_pPmlMem[k], GetPmlMemSize(k));
   return 0;
 }
 

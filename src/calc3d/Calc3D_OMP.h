@@ -67,6 +67,10 @@ public:
   int PropagateAcoWaveUGeneric(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
   int PropagateAcoWaveTauGeneric(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
 
+  // Wavefields and memories as allocated, all zero: the first LoadModel
+  // need not zero them again.
+  bool m_bFieldsZero = false;
+
   // Wavefields. In the acoustic method m_pTxx is the pressure. Wavefield,
   // visco-memory and PML blocks are placed at shifted offsets inside their
   // allocation (see Calc3D_OMP.cpp): only FreeMemory releases them.
