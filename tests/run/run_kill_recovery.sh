@@ -1,0 +1,115 @@
+#!/bin/bash
+# A run killed in the middle of a shot (SIGKILL, and SIGTERM) and started
+# again with Recovery=1 computes only the shots left unfinished, and its merged
+# gathers are the same bytes as those of a run that was never stopped; alone
+# and dealt out over two MPI workers.
+source "$(dirname "$0")/common.bash"
+[ -x "$MAKEJOB" ] || { echo "FAIL: job generator $MAKEJOB not built"; exit 1; }
+
+COMPONENTS="x y z c"
+# Four shots of a second or two each on one thread.
+job() {
+  make_job "$1" --shots 4 --size 200,200,160 --record 0.25 --shot-depth 90 --receiver-depth 20 --merge 1
+  printf '[optimization]\nthreads per process = 1\n' >>"$1/runtask.ini"
+}
+
+# Waits until one of the logs of the job shows shot 3 under way: its start
+# line, then two progress lines behind it. False after 240 s or once the run
+# has ended.
+wait_shot3() { # pid dir
+  local pid=$1 i f
+  for ((i = 0; i < 2400; i++)); do
+    for f in "$2"/Kelvo-*.log; do
+      [ -f "$f" ] && awk '/Shot #3 of 4|Received to calculate shot #3!/ { on = 1; next }
+                         on && /^\.\. [0-9]+%/ { n++ } END { exit !(n >= 2) }' "$f" && return 0
+    done
+    kill -0 "$pid" 2>/dev/null || return 1
+    sleep 0.1
+  done
+  return 1
+}
+
+# The process and everything it started, deepest first.
+tree() { # pid
+  local c
+  for c in $(ps -o pid= --ppid "$1"); do tree "$c"; done
+  echo "$1"
+}
+
+# Starts the job (alone, or under mpirun with NP processes), sends SIG once
+# shot 3 is under way and waits for the end.
+run_and_stop() { # dir signal [processes]
+  local dir=$1 sig=$2 pid
+  if [ $# -gt 2 ]; then
+    (cd "$dir" && exec timeout 300 mpirun -np "$3" "$KELVO" >out.txt 2>&1) &
+  else
+    (cd "$dir" && exec timeout 300 "$KELVO" >out.txt 2>&1) &
+  fi
+  pid=$!
+  if wait_shot3 "$pid" "$dir"; then
+    # All but the timeout wrapper, which reports how its child ended.
+    kill -"$sig" $(tree "$pid" | grep -vx "$pid") 2>/dev/null
+  else
+    fail "$dir: shot 3 never seen under way"
+  fi
+  wait "$pid" 2>/dev/null
+  RC=$?
+}
+
+# Restarts the job with Recovery=1 and checks that it finished, computing the
+# shots without four whole per-shot gathers and skipping the others, and that
+# its merged gathers are the reference's.
+recover() { # dir name [processes]
+  local dir=$1 name=$2 s done=() todo=()
+  for s in 1 2 3 4; do
+    if [ -s "$dir/vp+Gath3DAPUx-$s.sgy" ] && [ -s "$dir/vp+Gath3DAPUc-$s.sgy" ]; then done+=("$s"); else todo+=("$s"); fi
+  done
+  [ "${#done[@]}" -ge 1 ] || fail "$name: no shot finished before the stop"
+  [[ " ${todo[*]} " == *" 3 "* ]] || fail "$name: shot 3 finished before the stop"
+  ls "$dir"/vp+Gath3DAPU?.sgy >/dev/null 2>&1 && fail "$name: merged although stopped"
+  sed -i 's/^Recovery=.*/Recovery=1/' "$dir/runtask.ini"
+  rm -f "$dir"/Kelvo-*.log
+  if [ $# -gt 2 ]; then run_mpi "$dir" "$3"; else run_kelvo "$dir"; fi
+  [ "$RC" = 0 ] || fail "$name: recovery run: exit status $RC"
+  cat "$dir"/Kelvo-*.log >"$dir/logs.txt"
+  for s in "${done[@]}"; do
+    expect_in "$dir/logs.txt" "Shot Point #$s is already calculated - skipped."
+  done
+  # Under mpirun the master prints the heading once for itself as well.
+  local n
+  n=$(grep -c 'MODELING STARTED' "$dir/logs.txt")
+  [ $# -gt 2 ] && n=$((n - 1))
+  [ "$n" = "${#todo[@]}" ] || fail "$name: recovery run computed $n shots, not the ${#todo[@]} unfinished (${todo[*]})"
+  for c in $COMPONENTS; do
+    cmp -s "$REF/vp+Gath3DAPU$c.sgy" "$dir/vp+Gath3DAPU$c.sgy" || fail "$name: merged gather $c differs"
+  done
+  ls "$dir"/vp+Gath3DAPU?-*.sgy >/dev/null 2>&1 && fail "$name: per-shot gathers left after merging"
+}
+
+REF="$WORK/reference"
+job "$REF"
+run_kelvo "$REF"
+[ "$RC" = 0 ] || fail "reference run: exit status $RC"
+
+K="$WORK/kill"
+job "$K"
+run_and_stop "$K" KILL
+[ "$RC" = 137 ] || fail "killed run: exit status $RC"
+recover "$K" "killed run"
+
+# SIGTERM has the system's default effect: the run ends at once, and the
+# shots finished before it keep their gathers.
+T="$WORK/term"
+job "$T"
+run_and_stop "$T" TERM
+[ "$RC" = 143 ] || fail "terminated run: exit status $RC"
+recover "$T" "terminated run"
+
+if have_mpi; then
+  M="$WORK/mpi-kill"
+  job "$M"
+  run_and_stop "$M" KILL 3
+  [ "$RC" -ne 0 ] || fail "killed MPI run: exit status 0"
+  recover "$M" "killed MPI run" 3
+fi
+finish
