@@ -34,12 +34,11 @@ bool zpl_IsValid(const ZPL_FILEHEADER& h) {
     return false;
   const int64_t nLimit = INT64_C(1) << 60;
   int64_t n = 4 * (int64_t)h.m_nComps;
+  // Checked before each product: a wrapped product would pass for small.
   for (int k = 0; k < 4; k++) {
-    if (h.m_n[k] < 1)
+    if (h.m_n[k] < 1 || n > nLimit / h.m_n[k])
       return false;
     n *= h.m_n[k];
-    if (n > nLimit)
-      return false;
   }
   return true;
 }

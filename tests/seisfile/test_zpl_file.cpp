@@ -197,3 +197,39 @@ TEST_F(ZplSnapshot, FramesGrowTheFileAndAnotherGridReplacesIt) {
 }
 
 } // namespace
+
+// Sizes whose byte count passes 2^60, wrapped round 64 bits or not, make a
+// header invalid; such a file is refused before anything is allocated for it.
+TEST_F(ScratchDirTest, ZplSizesBeyondTheLimitAreRefusedEvenWhenTheProductWraps) {
+  const int32_t nMax = 0x7FFFFFFF;
+  struct {
+    int nc, n1, n2, n3, n4;
+    bool bValid;
+  } cases[] = {
+      {1, 1, 1, 1, 1, true},
+      {1, 1 << 29, 1 << 29, 1, 1, true}, // 2^60 bytes: the limit itself
+      {1, 1 << 29, 1 << 29, 2, 1, false},
+      {8, nMax, nMax, 1, 1, false}, // 32 * nMax^2 wraps to below zero
+      {2, nMax, nMax, nMax, nMax, false},
+      {4, 65536, 65536, 65536, 4096, false}, // 2^64: wraps to exactly zero
+      {1, 1, 1, 1, 0, false},
+  };
+  for (const auto& c : cases) {
+    ZPL_FILEHEADER h;
+    zpl_InitHeader(h, "big.zpl", "XZTY", "Modl");
+    h.m_nComps = c.nc;
+    h.m_n[0] = c.n1, h.m_n[1] = c.n2, h.m_n[2] = c.n3, h.m_n[3] = c.n4;
+    EXPECT_EQ(c.bValid, zpl_IsValid(h)) << c.nc << " x " << c.n1 << " x " << c.n2 << " x " << c.n3 << " x " << c.n4;
+    if (c.bValid)
+      continue;
+    const std::string name = Path("big.zpl");
+    FILE* fp = fopen(name.c_str(), "wb");
+    ASSERT_TRUE(fp);
+    const std::vector<char> tail(4096, 0);
+    ASSERT_EQ(1u, fwrite(&h, sizeof(h), 1, fp));
+    ASSERT_EQ(1u, fwrite(tail.data(), tail.size(), 1, fp));
+    fclose(fp);
+    CSdsPC sds;
+    EXPECT_FALSE(sds.OnOpen(name.c_str(), 0, 0, 0, 0)) << c.nc << " x " << c.n1 << " x " << c.n2;
+  }
+}
