@@ -1,7 +1,9 @@
 #include "output/GatherWriter.h"
 
+#include <cstdio>
 #include <cstring>
 #include <new>
+#include <string>
 
 #include "seisfile/SdsPC.h"
 #include "seisfile/SgyTraceFields.h"
@@ -11,6 +13,18 @@ namespace {
 // Value i of an optional list, or `def` when the list is absent or short.
 int ListValue(const std::vector<int>* pList, size_t i, int def) {
   return pList && i < pList->size() ? (*pList)[i] : def;
+}
+
+// The name a gather is written under before it is complete: ".part" before
+// the extension, which keeps the format and stays out of the per-shot
+// patterns of recovery and merging.
+std::string PartName(const char* path) {
+  std::string s = path;
+  const size_t nSlash = s.find_last_of("/\\");
+  const size_t nDot = s.rfind('.');
+  if (nDot == std::string::npos || (nSlash != std::string::npos && nDot < nSlash))
+    return s + ".part";
+  return s.substr(0, nDot) + ".part" + s.substr(nDot);
 }
 
 } // namespace
@@ -60,22 +74,35 @@ int CGatherWriter::Write(const char* path, size_t nTraces, size_t nSamples, floa
       bNumbers = true;
   }
 
+  // Written whole under another name and renamed at the end: a run killed
+  // or a disk filled on the way never leaves a file under the final name
+  // that recovery would take for a finished shot.
+  const std::string strPart = PartName(path);
   CSdsPC sds;
-  const bool bSaved = sds.OnSave(path, pData, rect, CSizeN((int)nTraces, (int)nSamples), 0, 0, false, pInfo, DU_SEC);
+  const bool bSaved =
+      sds.OnSave(strPart.c_str(), pData, rect, CSizeN((int)nTraces, (int)nSamples), 0, 0, false, pInfo, DU_SEC);
   delete[] pInfo;
-  if (!bSaved)
+  if (!bSaved) {
+    remove(strPart.c_str());
     return 1;
+  }
 
   // A start time other than 0 goes to the delay field of every trace, since
   // other readers ignore the system's own file header fields.
   const bool bDelay = m_t0 != 0;
   TYPEFILE type;
   if ((bNumbers || bIds || bDelay) && CSdsPC::GetTypeFromFileName(path, type) && type == SGY) {
-    const bool bDone = CompleteHeaders(path, nTraces, bNumbers, bIds, pInline, pCrossline, pTraceId, pFileId);
+    const bool bDone =
+        CompleteHeaders(strPart.c_str(), nTraces, bNumbers, bIds, pInline, pCrossline, pTraceId, pFileId);
     if (!bDone && bDelay)
       u_Warning("Warning! Shot gather '%s': the start time %g s could not be written to its trace headers; other "
                 "readers will show it starting at 0.\n",
                 path, m_t0);
+  }
+  if (rename(strPart.c_str(), path) != 0) {
+    u_Error("Error! Shot gather '%s' could not be put in place of '%s'.\n", strPart.c_str(), path);
+    remove(strPart.c_str());
+    return 1;
   }
   return 0;
 }

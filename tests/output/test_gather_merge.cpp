@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <string>
+#include <sys/resource.h>
 #include <vector>
 
 #include "output/GatherMerge.h"
@@ -84,6 +86,35 @@ TEST_F(GatherFileTest, WriterFillsNumbersGeometryAndScalers) {
   CGatherWriter w;
   EXPECT_EQ(-1, w.Write(m_dir.Path("x.sgy").c_str(), 0, 1, &v, {}, nullptr, nullptr, nullptr, nullptr));
   EXPECT_EQ(1, w.Write(m_dir.Path("no/x.sgy").c_str(), 1, 1, &v, {{}}, nullptr, nullptr, nullptr, nullptr));
+}
+
+// A gather cut short by a full disk (a file size limit here) never stands
+// under its final name, where recovery would look for finished shots: an
+// earlier file there is left as it was and no partial file stays behind.
+TEST_F(GatherFileTest, GatherCutShortNeverTakesTheFinalName) {
+  ASSERT_EQ(0, WriteShot(1, 3, 26, 0.004));
+  ASSERT_EQ(0, WriteShot(2, 3, 26, 0.004));
+  remove(ShotFile(2).c_str());
+  const std::string earlier = read_text(ShotFile(1));
+  rlimit old;
+  ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &old));
+  rlimit small = old;
+  small.rlim_cur = 3600 + 240; // the file header and one trace header
+  void (*prev)(int) = signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
+  const int nRes1 = WriteShot(1, 40, 200, 0.004), nRes2 = WriteShot(2, 40, 200, 0.004);
+  setrlimit(RLIMIT_FSIZE, &old);
+  signal(SIGXFSZ, prev);
+  EXPECT_NE(0, nRes1);
+  EXPECT_NE(0, nRes2);
+  EXPECT_EQ(earlier, read_text(ShotFile(1)));
+  EXPECT_FALSE(file_exists(ShotFile(2)));
+  for (int s : {1, 2})
+    EXPECT_FALSE(file_exists(m_dir.Path("shot-" + std::to_string(s) + ".part.sgy"))) << s;
+  // Written whole, the gather is in place under its name alone.
+  ASSERT_EQ(0, WriteShot(2, 40, 200, 0.004));
+  EXPECT_TRUE(file_exists(ShotFile(2)));
+  EXPECT_FALSE(file_exists(m_dir.Path("shot-2.part.sgy")));
 }
 
 TEST_F(GatherFileTest, MergeJoinsShotsInOrderSkipsGapsResamplesAndRemovesTheShotFiles) {
@@ -189,7 +220,7 @@ TEST_F(GatherFileTest, GatherCutShortIsIncompleteAndMergesItsWholeTraces) {
       {3600 + 4 * nTrace, true, 4, 4},
       {3600 + 4 * nTrace - 1, false, 3, 4},
       {3600 + 2 * nTrace, false, 2, 4}, // cut at a trace boundary
-      {3000, false, 0, -1}, // inside the file header
+      {3000, false, 0, -1},             // inside the file header
   };
   for (const auto& c : cases) {
     std::string text = whole;
