@@ -1,7 +1,9 @@
 // Reading of a whole job file into the application and calculation objects,
 // and the shot range of a run settled against the survey's.
+#include <dirent.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 #include "KelvoApp.h"
@@ -88,6 +90,22 @@ TEST_F(ReadTaskTest, OutputDirectoryIsMade) {
   WriteFile("blocker", "x");
   EXPECT_EQ(1, Read(kHead + "OutputDir = blocker/sub\n" + kSurvey));
   EXPECT_TRUE(Printed("OutputDir directory 'blocker/sub/'"));
+}
+
+// A directory where no file can be made (even by root: /proc) refuses the
+// job while the task is read; the try leaves nothing in a good one.
+TEST_F(ReadTaskTest, OutputDirectoryThatTakesNoFileIsRefused) {
+  EXPECT_EQ(1, Read(kHead + "OutputDir = /proc\n" + kSurvey));
+  EXPECT_TRUE(Printed("Error! No file can be written in the output directory '/proc/': the results could not be "
+                      "saved.\n"));
+  ASSERT_EQ(0, Read(kHead + "OutputDir = good\n" + kSurvey));
+  DIR* d = opendir("good");
+  ASSERT_TRUE(d);
+  int nEntries = 0;
+  while (dirent* e = readdir(d))
+    nEntries += e->d_name[0] != '.' || strlen(e->d_name) > 2;
+  closedir(d);
+  EXPECT_EQ(0, nEntries) << "the trial file stayed";
 }
 
 class ReadTaskCommandLine : public ReadTaskTest {
