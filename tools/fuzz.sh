@@ -2,7 +2,7 @@
 # Builds the fuzz targets of the file readers with clang (build-fuzz beside
 # this script's repository, or $FUZZ_BUILD) and runs each for SECONDS
 # (default 30) on a copy of its seed corpus. Prints the executions of each
-# target and any crash; exits non-zero if a target crashed.
+# target and any crash or undefined behaviour; exits non-zero on any.
 # Usage: tools/fuzz.sh [SECONDS] [target...]   (targets: sgy zpl survey task)
 set -u
 SECS=${1:-30}
@@ -30,7 +30,8 @@ for t in $TARGETS; do
     -artifact_prefix="$OUT/$t/crashes/" -print_final_stats=1 "$OUT/$t/corpus" >"$OUT/$t/log.txt" 2>&1
   rc=$?
   runs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$OUT/$t/log.txt" | grep -o '[0-9]*$')
-  if [ $rc -ne 0 ] || [ -n "$(ls -A "$OUT/$t/crashes")" ]; then
+  # Undefined behaviour is reported without stopping the run: a finding too.
+  if [ $rc -ne 0 ] || [ -n "$(ls -A "$OUT/$t/crashes")" ] || grep -q 'runtime error:' "$OUT/$t/log.txt"; then
     BAD=1
     echo "fuzz_$t: CRASH after ${runs:-?} executions (log $OUT/$t/log.txt)"
     grep -m1 -A12 'ERROR:\|runtime error' "$OUT/$t/log.txt"
