@@ -67,26 +67,8 @@ struct TOrtCoef {
 // What the two anisotropic stress steps share: fields, the nine
 // stiffnesses, and how the new stresses end (ELA_PLAIN, ELA_QFACTOR,
 // ELA_VISCO as in the isotropic step).
-template <int MODE> struct TAniBase {
-  const float* vx;
-  const float* vy;
-  const float* vz;
-  float* txx;
-  float* tyy;
-  float* tzz;
-  float* txy;
-  float* txz;
-  float* tyz;
-  const float* c[9];  // C11, C12, C13, C22, C23, C33, C44, C55, C66, scaled
-  const float* b;     // buoyancy, for the plane above
-  const float* q;     // ELA_QFACTOR: the stress factor of a point
-  const float* visco; // ELA_VISCO: L records (tauP, tauS, tauSigma) a point
-  float* viscoG;      // ELA_VISCO: L records of six memories a point
-  int L;
-  float dt;
-  float s;       // S-wave suppression factor of this step
-  ptrdiff_t sz;  // stride of z, for B of the plane above
-  bool bSurface; // the surface form applies where the plane above is void
+template <int MODE> struct TAniBase : CStressFields {
+  const float* c[9]; // C11, C12, C13, C22, C23, C33, C44, C55, C66, scaled
 
   // The own strains of a cell: dxx = Dx+ Vx, dyy = Dy+ Vy, dzz = Dz+ Vz;
   // exy = Dy- Vx + Dx- Vy; exz = Dz- Vx + Dx- Vz; eyz = Dz- Vy + Dy- Vz.

@@ -62,12 +62,10 @@ struct CElaVelocity : TPlainDerivs<CElaVelocity> {
 // viscoelastic medium.
 enum : int { ELA_PLAIN = 0, ELA_QFACTOR = 1, ELA_VISCO = 2 };
 
-// Stress half-step of the isotropic medium, all six stresses in one pass from
-// the nine velocity differences. s scales the shear modulus and keeps the P
-// velocity (s = 0 is a fluid of the same sound speed). Under a free surface
-// with the S wave of the source not suppressed, Txz and Tyz keep their values:
-// the surface form.
-template <int MODE> struct TElaStress : TPlainDerivs<TElaStress<MODE>> {
+// What every stress step of the elastic media reads besides its moduli:
+// fields, buoyancy (for the plane above), the Q factor or the mechanisms, and
+// the settings of the step.
+struct CStressFields {
   const float* vx;
   const float* vy;
   const float* vz;
@@ -77,8 +75,6 @@ template <int MODE> struct TElaStress : TPlainDerivs<TElaStress<MODE>> {
   float* txy;
   float* txz;
   float* tyz;
-  const float* k;     // lambda + 2 mu, scaled
-  const float* mu;    // mu, scaled
   const float* b;     // buoyancy, for the plane above
   const float* q;     // ELA_QFACTOR: the stress factor of a point
   const float* visco; // ELA_VISCO: L records (tauP, tauS, tauSigma) a point
@@ -88,6 +84,16 @@ template <int MODE> struct TElaStress : TPlainDerivs<TElaStress<MODE>> {
   float s;       // S-wave suppression factor of this step
   ptrdiff_t sz;  // stride of z, for B of the plane above
   bool bSurface; // the surface form applies where the plane above is void
+};
+
+// Stress half-step of the isotropic medium, all six stresses in one pass from
+// the nine velocity differences. s scales the shear modulus and keeps the P
+// velocity (s = 0 is a fluid of the same sound speed). Under a free surface
+// with the S wave of the source not suppressed, Txz and Tyz keep their values:
+// the surface form.
+template <int MODE> struct TElaStress : TPlainDerivs<TElaStress<MODE>>, CStressFields {
+  const float* k;  // lambda + 2 mu, scaled
+  const float* mu; // mu, scaled
 
   // dxx = Dx+ Vx, dyy = Dy+ Vy, dzz = Dz+ Vz; exy = Dy- Vx + Dx- Vy;
   // exz = Dz- Vx + Dx- Vz; eyz = Dz- Vy + Dy- Vz.
