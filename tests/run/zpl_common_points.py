@@ -1,11 +1,11 @@
 #!/usr/bin/python3
 """Compares two 2-D snapshot files of the same shots sampled at different
 steps: at every point both sample (x and z positions on both grids), every
-frame and component must agree. Exit 0 when they do, 1 with a message."""
+frame and component must agree. Exit 0 when they do, 1 with a message.
+Standard library only."""
+import array
 import struct
 import sys
-
-import numpy as np
 
 HDR = 296
 
@@ -20,34 +20,43 @@ def sections(path):
         n = struct.unpack_from("<4i", h, 196)
         nc = struct.unpack_from("<i", h, 244)[0]
         count = nc * n[0] * n[1] * n[2] * n[3]
-        a = np.frombuffer(data, "<f4", count, pos + HDR).reshape(n[3] * n[2], n[1], n[0], nc)
-        out.append((x0 + dx * np.arange(n[0]), z0 + dz * np.arange(n[1]), a))
+        a = array.array("f")
+        a.frombytes(data[pos + HDR:pos + HDR + 4 * count])
+        if sys.byteorder != "little":
+            a.byteswap()
+        # value of frame f, z index k, x index i, component j
+        at = lambda f, k, i, j, a=a, n=n, nc=nc: a[((f * n[1] + k) * n[0] + i) * nc + j]
+        out.append(([x0 + dx * i for i in range(n[0])], [z0 + dz * k for k in range(n[1])], n[2] * n[3], nc, at))
         pos += HDR + 4 * count
     return out
 
 
 def common(u, v):
-    iu, iv = [], []
+    pairs = []
     for i, p in enumerate(u):
-        j = np.nonzero(np.abs(v - p) < 1e-3)[0]
-        if len(j):
-            iu.append(i)
-            iv.append(j[0])
-    return np.array(iu), np.array(iv)
+        for j, q in enumerate(v):
+            if abs(p - q) < 1e-3:
+                pairs.append((i, j))
+                break
+    return pairs
 
 
 a, b = sections(sys.argv[1]), sections(sys.argv[2])
 if len(a) != len(b) or not a:
     sys.exit("sections: %d against %d" % (len(a), len(b)))
-for k, ((xa, za, fa), (xb, zb, fb)) in enumerate(zip(a, b)):
-    ix, jx = common(xa, xb)
-    iz, jz = common(za, zb)
-    if len(ix) < 2 or len(iz) < 2 or fa.shape[0] != fb.shape[0]:
-        sys.exit("section %d: %d x and %d z positions in common, frames %d and %d" %
-                 (k, len(ix), len(iz), fa.shape[0], fb.shape[0]))
-    pa, pb = fa[:, iz][:, :, ix], fb[:, jz][:, :, jx]
-    scale = max(np.abs(pa).max(), 1e-30)
-    err = np.abs(pa - pb).max() / scale
-    if not np.any(pa) or err > 1e-5:
-        sys.exit("section %d: largest difference %.3g of the largest value" % (k, err))
+for s, ((xa, za, fa, ca, va), (xb, zb, fb, cb, vb)) in enumerate(zip(a, b)):
+    px, pz = common(xa, xb), common(za, zb)
+    if len(px) < 2 or len(pz) < 2 or fa != fb or ca != cb:
+        sys.exit("section %d: %d x and %d z positions in common, frames %d and %d" % (s, len(px), len(pz), fa, fb))
+    pa, pb = [], []
+    for f in range(fa):
+        for (ka, kb) in pz:
+            for (ia, ib) in px:
+                for j in range(ca):
+                    pa.append(va(f, ka, ia, j))
+                    pb.append(vb(f, kb, ib, j))
+    scale = max(max(abs(v) for v in pa), 1e-30)
+    err = max(abs(p - q) for p, q in zip(pa, pb)) / scale
+    if not any(pa) or err > 1e-5:
+        sys.exit("section %d: largest difference %.3g of the largest value" % (s, err))
 print("%d sections agree at their common points" % len(a))
