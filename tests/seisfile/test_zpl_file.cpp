@@ -166,7 +166,7 @@ TEST_F(ZplSnapshot, FramesGrowTheFileAndAnotherGridReplacesIt) {
   CSdsPC sds;
   ASSERT_TRUE(sds.OnOpen(name.c_str()));
   EXPECT_EQ(4, sds.m_nTraceCount);
-  EXPECT_EQ(3.0, sds.m_arInfo[INFO_NTYPE].m_rValue);
+  EXPECT_EQ(3.0, (double)sds.m_arInfo[INFO_NTYPE].m_rValue); // a copy: the row is packed
   sds.m_cComponent = 'Y';
   std::vector<float> trace(3);
   ASSERT_TRUE(sds.GetTrace(2, trace.data(), 3));

@@ -176,7 +176,7 @@ TEST_F(ZplJoin, GathersSavedAsZplKeepTheirAxisAndPositions) {
   EXPECT_NEAR(8.0, r.m_rT1, 1e-4) << "stored in seconds, read in milliseconds";
   EXPECT_NEAR(2.0, r.m_rDT, 1e-4);
   EXPECT_EQ('X', r.m_cComponent);
-  EXPECT_EQ(2.0, r.m_arInfo[INFO_NTYPE].m_rValue);
+  EXPECT_EQ(2.0, (double)r.m_arInfo[INFO_NTYPE].m_rValue); // a copy: the row is packed
   EXPECT_FLOAT_EQ(120, r.GetRec(1).x);
   std::vector<float> trace(5);
   ASSERT_TRUE(r.GetTrace(2, trace.data(), 5));
