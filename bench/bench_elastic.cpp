@@ -232,7 +232,8 @@ int main(int argc, char** argv) {
   TimePair(nGrid, interior, fused, bw, reps);
   std::printf("-- %d^3, interior and PML\n", nSmall);
   TimePair(nSmall, interior, CConfig{szPml, true, nFramePml, 0, 0, false}, bw, reps);
-  TimePair(nSmall, fused, CConfig{"whole step PML, fused pass", true, nFramePml, 0, 0, true}, bw, reps);
+  TimePair(nSmall, CConfig{szPml, true, nFramePml, 0, 0, false},
+           CConfig{"whole step PML, fused pass", true, nFramePml, 0, 0, true}, bw, reps);
   // Extra bytes of the PML against the interior: slab points of each axis
   // (the zones of nPml layers at both ends of the updated range) times 80.
   const double inner = nSmall - 2.0 * fd::FdMethod(fd::FD_ELASTIC).nStart, slab = std::min(2.0 * nPml, inner);
