@@ -72,7 +72,7 @@ printf "%-32s %12s %8s\n" "file" "bytes" "traces"
 found=0
 for f in "$JOB_DIR"/*+Gath3D*.sgy; do
   [ -e "$f" ] || continue
-  case "$f" in *-[0-9]*.sgy) continue ;; esac
+  case "$(basename "$f")" in *-[0-9]*.sgy) continue ;; esac # per-shot files
   printf "%-32s %12s %8s\n" "$(basename "$f")" "$(stat -c %s "$f")" "$(trace_count "$f")"
   found=1
 done
