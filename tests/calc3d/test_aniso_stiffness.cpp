@@ -216,31 +216,3 @@ TEST(AnisoModel, OrthorhombicAnglesSnapToTheGridAxes) {
   }
 }
 
-TEST(AnisoModel, NearInputsShareStiffnessesButKeepTheirDensity) {
-  // Cells 0..3: the second within 0.9 m/s and 0.9 kg/m^3 of the first shares
-  // its stiffnesses; the third, 1.5 m/s away, gets its own, and so does the
-  // fourth, 2e-4 away from the third in epsilon alone. Each keeps the buoyancy of its own density. A void
-  // cell has no stiffness and no buoyancy, and the velocity and Thomsen
-  // cubes are gone afterwards.
-  ConvertGrid g(METHOD_ANISOTROPIC, 5);
-  CCalc3D_OMP& c = g.calc;
-  c.m_pK[1] = 3000.9f, c.m_pB[1] = 2000.9f;
-  c.m_pK[2] = 3001.5f;
-  c.m_pK[3] = 3001.5f, c.m_pAnisEps[3] = 0.2002f;
-  c.m_pK[4] = 0;
-  for (int i = 0; i < 5; i++)
-    c.m_pAnisAlpha[i] = 30, c.m_pAnisPhi[i] = 45;
-  ASSERT_EQ(0, c.ConvertAnisotropic());
-  const float kb = (float)(c.m_fDt / c.m_fH * 15000.0);
-  EXPECT_EQ(c.m_pC11[0], c.m_pC11[1]);
-  EXPECT_EQ(c.m_pC16[0], c.m_pC16[1]);
-  EXPECT_NE(c.m_pC11[0], c.m_pC11[2]);
-  EXPECT_NE(c.m_pC11[2], c.m_pC11[3]);
-  EXPECT_FLOAT_EQ(c.m_pB[0], kb / 2000);
-  EXPECT_FLOAT_EQ(c.m_pB[1], kb / 2000.9f);
-  EXPECT_EQ(0.0f, c.m_pB[4]);
-  for (const float* p : {c.m_pC11, c.m_pC33, c.m_pC44, c.m_pC15, c.m_pC56})
-    EXPECT_EQ(0.0f, p[4]);
-  for (const float* p : {c.m_pK, c.m_pMu, c.m_pAnisEps, c.m_pAnisDelta, c.m_pAnisGamma, c.m_pAnisAlpha, c.m_pAnisPhi})
-    EXPECT_EQ(nullptr, p);
-}

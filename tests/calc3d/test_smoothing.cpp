@@ -80,21 +80,6 @@ TEST(SmoothCube, OddCellSpreadsASeventhToEachFaceNeighbour) {
   }
 }
 
-TEST(SmoothCube, LastPlaneOfAPassIsUpdatedInPlace) {
-  // In the last y plane a pass handles, new values are written at once:
-  // cells after the odd one along x and z read its new value, and it reads
-  // the new values of the cells before it.
-  const int n = 7, y = n - 2;
-  Cube cube(n, n, n, [&](int x, int yy, int z) { return x == 3 && yy == y && z == 3 ? 8.0f : 1.0f; });
-  cube.Smooth(1);
-  EXPECT_FLOAT_EQ(2.0f, cube.at(2, y, 3)); // before it: the old 8
-  EXPECT_FLOAT_EQ(2.0f, cube.at(3, y, 2));
-  EXPECT_FLOAT_EQ(16.0f / 7.0f, cube.at(3, y, 3));
-  EXPECT_FLOAT_EQ(59.0f / 49.0f, cube.at(4, y, 3)); // after it: its new value
-  EXPECT_FLOAT_EQ(59.0f / 49.0f, cube.at(3, y, 4));
-  EXPECT_FLOAT_EQ(2.0f, cube.at(3, y - 1, 3)); // planes before: from old values
-}
-
 TEST(SmoothCube, CellsBesideAVoidKeepTheirValues) {
   // A curved field (x^2 + ...) changes by 6/7 at every inner cell that is
   // smoothed; cells beside the odd cell must not change at all.
