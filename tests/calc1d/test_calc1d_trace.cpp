@@ -84,49 +84,6 @@ TEST_F(Calc1DFixture, ReceiversTakeTheColumnBeneathThem) {
   EXPECT_EQ(voidZ, std::vector<float>(tr[3].size(), 0.0f));
 }
 
-TEST_F(Calc1DFixture, ThreadedBlocksWriteTheTracesOfOneThread) {
-  CScratchDir dir(true);
-  app.m_strOutputDir = (dir.Root() + "/").c_str();
-  app.m_strModelPW = "layers.sgy";
-  // 23 receivers: two blocks of 20 on two threads, the second one short.
-  for (int i = 0; i < 23; i++)
-    receivers.push_back(C3DPointR(i % 5 * 10.0, i % 3 * 10.0, i % 4 * 20.0));
-  Build(5, 3, 120, [](int x, int y) {
-    return std::vector<CLayer1D>{{60.0 + 8 * x + 4 * y, 2000, 2000}, {1e9, 2400.0 + 50 * x, 2100}};
-  });
-  std::vector<float> files[2][2];
-  for (int n = 1; n <= 2; n++) {
-    app.m_nThreads = n;
-    ASSERT_EQ(pCalc->Calculate(), 0);
-    for (int c = 0; c < 2; c++) {
-      const CString name = pCalc->GetFileName(0, c == 0 ? 'Z' : 'C', false, false, 0);
-      CSdsPC sds;
-      ASSERT_TRUE(sds.OnOpen(name, 0, 0, 0, 0)) << name.c_str();
-      ASSERT_EQ(sds.m_nTraceCount, 23);
-      ASSERT_EQ(sds.m_nTraceLen, (int)pCalc->m_nSeisLen);
-      std::vector<float> all(23 * pCalc->m_nSeisLen);
-      for (int i = 0; i < 23; i++) {
-        ASSERT_TRUE(sds.GetTrace(i, &all[i * pCalc->m_nSeisLen], sds.m_nTraceLen));
-        C3DPointR src, rec;
-        ASSERT_TRUE(sds.GetCoord(i, src, rec));
-        EXPECT_NEAR(rec.x, receivers[i].x, 1e-3);
-        EXPECT_NEAR(rec.y, receivers[i].y, 1e-3);
-      }
-      files[n - 1][c] = all;
-    }
-  }
-  EXPECT_EQ(files[0][0], files[1][0]);
-  EXPECT_EQ(files[0][1], files[1][1]);
-  // Each trace is that of its receiver, in the order of the list.
-  const std::vector<float> tr = Trace(17);
-  const size_t n = pCalc->m_nSeisLen;
-  for (size_t k = 0; k < n; k++) {
-    if (std::fabs(tr[k]) >= 1e-6f) {
-      ASSERT_NEAR(files[0][1][17 * n + k], tr[k], 1e-5 * std::fabs(tr[k])) << k;
-    }
-  }
-}
-
 TEST_F(Calc1DFixture, ProfileFramesFollowTheSurfaceType) {
   // A column with a void head of 10 m over 2000 m/s.
   receivers = {C3DPointR(0, 0, 0)};
