@@ -102,6 +102,8 @@ template <int N> struct SGY_RAWHEADER {
 struct SGY_FILEHEADER : SGY_RAWHEADER<3600> {};
 // 240-byte SEG-Y trace header.
 struct SGY_TRACEHEADER : SGY_RAWHEADER<240> {};
+// 80-byte SDS trace header, all fields in the machine's byte order.
+struct SDS_TRACEHEADER : SGY_RAWHEADER<80> {};
 
 #pragma pack(pop)
 
@@ -109,6 +111,7 @@ static_assert(sizeof(SDS_TRACEINFO) == 44, "SDS_TRACEINFO must be 44 bytes");
 static_assert(sizeof(SDS_INFOROW) == 12, "SDS_INFOROW must be 12 bytes");
 static_assert(sizeof(SGY_FILEHEADER) == 3600, "SGY_FILEHEADER size");
 static_assert(sizeof(SGY_TRACEHEADER) == 240, "SGY_TRACEHEADER size");
+static_assert(sizeof(SDS_TRACEHEADER) == 80, "SDS_TRACEHEADER size");
 
 // Where OnOpen found the lateral positions of a file's traces.
 enum SDS_PLACEMENT {
@@ -233,6 +236,18 @@ public:
   // the file or its header cannot be read.
   bool IsSgyComplete(const char* name, int& nFound, int& nExpected);
 
+  // ---- SDS format ----
+  // nFormat: 0 "R4", 1 "I2", any other "T1"; param: t0, t1, dt.
+  SDS_TRACEHEADER CreateSDSHeaderTrace(int* ids, SDS_TRACEINFO info, double* param, DATAUNIT unit, int nFormat);
+  // Sample bytes of a trace; 0 for a null header, an empty axis or no step.
+  int GetTraceLenSDS(SDS_TRACEHEADER* h);
+  // Bytes of a sample by the header's format letters; 0 for an empty axis.
+  int SizeOfPointSDS(SDS_TRACEHEADER* h);
+  // Bytes of a sample of the two format letters ("R4", "I2", "I4", "T1");
+  // 0 for others. pType, when given, receives the sample format of a known
+  // size and is left alone otherwise.
+  static int SizeOfFormat(const char* fmt, SGYDATATYPE* pType = nullptr);
+
   // ---- opening and reading ----
   void SetPlacement(double rX0, double rY0, double rStep) {
     m_bPlaceFallback = true;
@@ -275,8 +290,20 @@ public:
 
 private:
   bool ScanSGY(CString& strError);
+  bool ScanREC(CString& strError);
+  bool GetTraceREC(const SDS_TRACEINFO& r, float* out, int n, int& m);
+  void SetTraceREC(int nTrace, float* data, int n);
+  // Per-trace fields of an SDS header (ids, coordinates) from a record.
+  void SetSDSTraceFields(SDS_TRACEHEADER& h, const int* ids, const SDS_TRACEINFO& info) const;
+  // OnOpen after the file was opened: from the .cr2 cache, or by a scan.
+  void OpenFromCache(int bDepth, int nLift);
+  bool OpenByScan(int bDepth, int nLift);
+  // .cr2 content that does not fit the main file or itself; see SdsPC_Cache.
+  bool IsCacheConsistent();
+  // Back to the fresh per-file state, keeping the open stream and the name.
+  void ClearFileState();
   bool ScanZPL(CString& strError, int& nShapeClass);
-  void OpenSgyAxis(int nLift);
+  void OpenTraceAxis(int nLift);
   void SetContentClass(int nShapeClass);
   // Samples of one trace into out (at most n); m: how many were delivered.
   bool GetTraceSGY(const SDS_TRACEINFO& r, float* out, int n, int& m);

@@ -1,5 +1,5 @@
-// CSdsPC: the header-field map (defaults and .inf files) and the cache side
-// file. This build keeps no trace-table cache: every open scans its file.
+// CSdsPC: the header-field map: its defaults by file type and the .inf side
+// file that moves or scales its rows.
 #include <cstdlib>
 #include <string>
 
@@ -123,16 +123,4 @@ void CSdsPC::GetInfoTraceFromFile(const char* szFile) {
   while (fgets(line, sizeof(line), fp))
     apply_inf_line(m_arInfo, line);
   fclose(fp);
-}
-
-bool CSdsPC::GetInfoHeaderFromFile(const char* /*szFile*/, int /*nReserved*/) {
-  return false; // no cache: the caller scans the file
-}
-
-bool CSdsPC::SetInfoHeaderFromFile(const char* /*szFile*/, int nWrite) {
-  if (!m_pSR) {
-    u_Print("Coordinates buffer error\n");
-    return false;
-  }
-  return nWrite == 0 && !m_bInfoSaved;
 }

@@ -22,6 +22,59 @@ static bool has_vendor_text(const SGY_FILEHEADER& h) {
   return strstr(text, s_vendor) != nullptr;
 }
 
+namespace {
+
+// Positions of a trace besides its receiver X/Y, kept while a file is scanned
+// for files whose traces turn out to stand all at one point.
+struct SAltPosition {
+  float fCdpX, fCdpY;
+  int32_t nInline, nCrossline;
+};
+
+// Chooses where the traces of a scanned file stand: their receiver X/Y when
+// these differ between traces, else (when asked for) their CDP X/Y, else
+// their inline and crossline numbers on a regular grid. A fallback moves the
+// source position along, so that the file's extent is that of its traces.
+void place_traces(CSdsPC& sds, const std::vector<SAltPosition>& alt) {
+  SDS_TRACEINFO* p = sds.m_pSR;
+  const int n = sds.m_nTraceCount;
+  sds.m_nPlacement = PLACE_RECEIVER;
+  bool bSpread = false;
+  for (int i = 1; i < n && !bSpread; i++)
+    bSpread = p[i].m_fXr != p[0].m_fXr || p[i].m_fYr != p[0].m_fYr;
+  if (n < 2 || bSpread)
+    return;
+  sds.m_nPlacement = PLACE_NONE;
+  if (!sds.m_bPlaceFallback || alt.size() != (size_t)n)
+    return;
+  bool bCdp = false, bLines = false;
+  int nIl0 = alt[0].nInline, nXl0 = alt[0].nCrossline;
+  for (const SAltPosition& a : alt) {
+    bCdp = bCdp || a.fCdpX != alt[0].fCdpX || a.fCdpY != alt[0].fCdpY;
+    bLines = bLines || a.nInline != alt[0].nInline || a.nCrossline != alt[0].nCrossline;
+    nIl0 = std::min(nIl0, a.nInline);
+    nXl0 = std::min(nXl0, a.nCrossline);
+  }
+  if (!bCdp && !(bLines && sds.m_rLineStep > 0))
+    return;
+  for (int i = 0; i < n; i++) {
+    float x = alt[i].fCdpX, y = alt[i].fCdpY;
+    if (!bCdp) {
+      x = (float)(sds.m_rLineX0 + ((double)alt[i].nCrossline - nXl0) * sds.m_rLineStep);
+      y = (float)(sds.m_rLineY0 + ((double)alt[i].nInline - nIl0) * sds.m_rLineStep);
+    }
+    p[i].m_fXs = p[i].m_fXr = x;
+    p[i].m_fYs = p[i].m_fYr = y;
+  }
+  sds.m_nPlacement = bCdp ? PLACE_CDP : PLACE_LINES;
+  if (!bCdp) {
+    sds.m_nFirstInline = nIl0;
+    sds.m_nFirstCrossline = nXl0;
+  }
+}
+
+} // namespace
+
 bool CSdsPC::OnOpen(const char* name, int bWrite, int bDepth, int /*nReserved*/, int nLift) {
   Reset();
   if (!name)
@@ -51,11 +104,6 @@ bool CSdsPC::OnOpen(const char* name, int bWrite, int bDepth, int /*nReserved*/,
     return false;
   }
   m_Type = type;
-  if (m_Type == REC) {
-    u_Error("Error! File '%s': the SDS trace format is not supported, only SEG-Y and ZPL files can be read.\n",
-            m_szFileName);
-    return false;
-  }
 
   struct stat st;
   m_nFileLen = lstat(m_szFileName, &st) == 0 ? (int64_t)st.st_size : 0;
@@ -67,33 +115,14 @@ bool CSdsPC::OnOpen(const char* name, int bWrite, int bDepth, int /*nReserved*/,
   }
   m_bWrite = bWrite ? 1 : 0;
 
-  // No trace-table cache is kept: always scan.
-  m_nUnit = bDepth ? DU_M : DU_MSEC;
-  GetInfoTraceFromFile(m_szFileName);
-
-  CString strError;
-  int nShapeClass = 0;
-  bool bOk = m_Type == ZPL ? ScanZPL(strError, nShapeClass) : ScanSGY(strError);
-  if (bOk && m_nTraceCount <= 0) {
-    if (strError.IsEmpty())
-      strError.Format(m_Type == ZPL ? "Only %d traces were read\n" : "Only %d traces have been loaded!\n", 0);
-    bOk = false;
+  if (GetInfoHeaderFromFile(m_szFileName, 0)) {
+    OpenFromCache(bDepth, nLift);
+  } else {
+    // A refused cache may have left part of its content: scan from scratch.
+    ClearFileState();
+    if (!OpenByScan(bDepth, nLift))
+      return false;
   }
-  if (!bOk) {
-    if (!strError.IsEmpty())
-      u_Print("%s", (const char*)strError);
-    Reset();
-    return false;
-  }
-  Rotate();
-  if (m_Type == SGY)
-    OpenSgyAxis(nLift);
-  if (m_nTraceLen > 1)
-    m_rDT = (m_rT1 - m_rT0) / (m_nTraceLen - 1);
-  SetContentClass(nShapeClass);
-
-  if (m_bFileFoot != bFOOT)
-    ConvertFileLengths(m_bFileFoot == 0 ? 3.2808399f : 0.3048f);
 
   // Component choice.
   if (m_cComponent == ' ') {
@@ -107,9 +136,89 @@ bool CSdsPC::OnOpen(const char* name, int bWrite, int bDepth, int /*nReserved*/,
   return true;
 }
 
-// SEG-Y only: lateral statistics, the axis unit, the lift and the overrides
-// of the .inf file.
-void CSdsPC::OpenSgyAxis(int nLift) {
+void CSdsPC::ClearFileState() {
+  delete[] m_pSR;
+  m_pSR = nullptr;
+  m_nTraceCount = 0;
+  m_nTraceLen = 0;
+  m_rT0 = m_rT1 = m_rDT = 0.0;
+  m_rX0 = m_rX1 = m_rDX = 0.0;
+  m_bSwap = 0;
+  m_nParts = 1;
+  m_DataType = SGY_NONE;
+  m_nUnit = DU_MSEC;
+  m_rValueScale = 1.0;
+  m_cComponent = ' ';
+  memset(m_szComponents, 0, sizeof(m_szComponents));
+  m_bFileFoot = 0;
+}
+
+// The fast path: axis, table and settings came from the .cr2 file.
+void CSdsPC::OpenFromCache(int bDepth, int nLift) {
+  if (m_nUnit == DU_SEC) { // not known when the cache was written
+    if (m_Type == SGY && bDepth) {
+      m_rT0 /= 0.001;
+      m_rT1 /= 0.001;
+      m_rDT /= 0.001;
+      m_nUnit = DU_M;
+    } else if (m_rT1 < 100) {
+      m_rT0 *= 1000.0;
+      m_rT1 *= 1000.0;
+      m_rDT *= 1000.0;
+      m_nUnit = DU_MSEC;
+    }
+  }
+  ApplyLift(nLift);
+  if (m_Type == ZPL && !m_szComponents[0]) {
+    ZPL_FILEHEADER h;
+    if (zpl_ReadHeader(m_fp, 0, h)) {
+      char szComps[ZPL_MAX_COMPONENTS + 1];
+      zpl_ComponentText(h, szComps);
+      memcpy(m_szComponents, szComps, sizeof(m_szComponents));
+      SetInfoHeaderFromFile(m_szFileName, m_bInfoSaved);
+    }
+  }
+  // Whether the positions are usable is told by the table, as after a scan.
+  if (m_Type != ZPL)
+    place_traces(*this, std::vector<SAltPosition>());
+}
+
+// The scan path: every trace header is read.
+bool CSdsPC::OpenByScan(int bDepth, int nLift) {
+  m_nUnit = bDepth ? DU_M : DU_MSEC;
+  GetInfoTraceFromFile(m_szFileName);
+
+  CString strError;
+  int nShapeClass = 0;
+  bool bOk = m_Type == ZPL ? ScanZPL(strError, nShapeClass) : m_Type == REC ? ScanREC(strError) : ScanSGY(strError);
+  if (bOk && m_nTraceCount <= 0) {
+    if (strError.IsEmpty())
+      strError.Format(m_Type == ZPL ? "Only %d traces were read\n" : "Only %d traces have been loaded!\n", 0);
+    bOk = false;
+  }
+  if (!bOk) {
+    if (!strError.IsEmpty())
+      u_Print("%s", (const char*)strError);
+    Reset();
+    return false;
+  }
+  Rotate();
+  if (m_Type == REC)
+    place_traces(*this, std::vector<SAltPosition>());
+  if (m_Type != ZPL)
+    OpenTraceAxis(nLift);
+  if (m_nTraceLen > 1)
+    m_rDT = (m_rT1 - m_rT0) / (m_nTraceLen - 1);
+  SetContentClass(nShapeClass);
+
+  if (m_bFileFoot != bFOOT)
+    ConvertFileLengths(m_bFileFoot == 0 ? 3.2808399f : 0.3048f);
+  return true;
+}
+
+// SEG-Y and SDS: lateral statistics, the axis unit, the lift and the
+// overrides of the .inf file.
+void CSdsPC::OpenTraceAxis(int nLift) {
   LateralStatistics();
 
   // An axis that ends below 50 is taken for seconds.
@@ -170,59 +279,6 @@ void CSdsPC::SetContentClass(int nShapeClass) {
   }
   m_arInfo[INFO_NTYPE].m_rValue = nClass;
 }
-
-namespace {
-
-// Positions of a trace besides its receiver X/Y, kept while a file is scanned
-// for files whose traces turn out to stand all at one point.
-struct SAltPosition {
-  float fCdpX, fCdpY;
-  int32_t nInline, nCrossline;
-};
-
-// Chooses where the traces of a scanned file stand: their receiver X/Y when
-// these differ between traces, else (when asked for) their CDP X/Y, else
-// their inline and crossline numbers on a regular grid. A fallback moves the
-// source position along, so that the file's extent is that of its traces.
-void place_traces(CSdsPC& sds, const std::vector<SAltPosition>& alt) {
-  SDS_TRACEINFO* p = sds.m_pSR;
-  const int n = sds.m_nTraceCount;
-  sds.m_nPlacement = PLACE_RECEIVER;
-  bool bSpread = false;
-  for (int i = 1; i < n && !bSpread; i++)
-    bSpread = p[i].m_fXr != p[0].m_fXr || p[i].m_fYr != p[0].m_fYr;
-  if (n < 2 || bSpread)
-    return;
-  sds.m_nPlacement = PLACE_NONE;
-  if (!sds.m_bPlaceFallback || alt.size() != (size_t)n)
-    return;
-  bool bCdp = false, bLines = false;
-  int nIl0 = alt[0].nInline, nXl0 = alt[0].nCrossline;
-  for (const SAltPosition& a : alt) {
-    bCdp = bCdp || a.fCdpX != alt[0].fCdpX || a.fCdpY != alt[0].fCdpY;
-    bLines = bLines || a.nInline != alt[0].nInline || a.nCrossline != alt[0].nCrossline;
-    nIl0 = std::min(nIl0, a.nInline);
-    nXl0 = std::min(nXl0, a.nCrossline);
-  }
-  if (!bCdp && !(bLines && sds.m_rLineStep > 0))
-    return;
-  for (int i = 0; i < n; i++) {
-    float x = alt[i].fCdpX, y = alt[i].fCdpY;
-    if (!bCdp) {
-      x = (float)(sds.m_rLineX0 + ((double)alt[i].nCrossline - nXl0) * sds.m_rLineStep);
-      y = (float)(sds.m_rLineY0 + ((double)alt[i].nInline - nIl0) * sds.m_rLineStep);
-    }
-    p[i].m_fXs = p[i].m_fXr = x;
-    p[i].m_fYs = p[i].m_fYr = y;
-  }
-  sds.m_nPlacement = bCdp ? PLACE_CDP : PLACE_LINES;
-  if (!bCdp) {
-    sds.m_nFirstInline = nIl0;
-    sds.m_nFirstCrossline = nXl0;
-  }
-}
-
-} // namespace
 
 bool CSdsPC::ScanSGY(CString& strError) {
   SGY_FILEHEADER fh;

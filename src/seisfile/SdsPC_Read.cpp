@@ -23,15 +23,12 @@ bool CSdsPC::GetTrace(int nTrace, float* out, int n) {
     return false;
   }
   int m = 0;
-  if (m_Type == ZPL) {
-    if (!GetTraceZPL(m_pSR[nTrace], out, n, m))
-      return false;
-  } else if (m_Type != SGY) {
-    u_Print("GetTrace error: isError (%s), %d\n", m_szFileName, nTrace);
+  const SDS_TRACEINFO& r = m_pSR[nTrace];
+  const bool bOk = m_Type == ZPL   ? GetTraceZPL(r, out, n, m)
+                   : m_Type == REC ? GetTraceREC(r, out, n, m)
+                                   : GetTraceSGY(r, out, n, m);
+  if (!bOk)
     return false;
-  } else if (!GetTraceSGY(m_pSR[nTrace], out, n, m)) {
-    return false;
-  }
   // A short trace is continued with its last sample.
   for (int i = m; i < n; i++)
     out[i] = i <= 1 ? 0.0f : out[i - 1];

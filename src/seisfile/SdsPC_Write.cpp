@@ -27,17 +27,15 @@ bool CSdsPC::OnSave(const char* name, float* pData, const CRectR& rect, const CS
     u_Print("File name '%s' has incorrect extension. It have to be from the set '.sgy', '.rec', '.zpl'!\n", name);
     return false;
   }
-  if (type == REC) {
-    u_Error("Error! File '%s': saving in the SDS trace format is not supported, only SEG-Y and ZPL files can be "
-            "written.\n",
-            name);
-    return false;
-  }
   const int cx = size.cx, cy = size.cy;
   if (cx < 1 || cy < 2) {
     u_Print("Buffer size error\n");
     return false;
   }
+  // A rewritten file leaves the trace-table cache of its old content behind.
+  for (const char* szSide : {".cr2", ".cr0"})
+    remove((std::string(name) + szSide).c_str());
+
   if (type == ZPL)
     return SaveZpl(name, pData, rect, size, pInfo, unit);
   std::vector<unsigned char> tmp;
@@ -58,10 +56,12 @@ bool CSdsPC::OnSave(const char* name, float* pData, const CRectR& rect, const CS
 
   double axis[3] = {rect.y0, rect.y1, (rect.y1 - rect.y0) / (cy - 1)};
   bool bOk = true;
-  SGY_FILEHEADER fh = CreateSGYHeaderFile(cx, axis, unit, 0);
-  if (fwrite(fh.m_buf, 1, 3600, fp) != 3600) {
-    u_Print("File '%s' is not saved: !fwrite.\n", name);
-    bOk = false;
+  if (type == SGY) {
+    SGY_FILEHEADER fh = CreateSGYHeaderFile(cx, axis, unit, 0);
+    if (fwrite(fh.m_buf, 1, 3600, fp) != 3600) {
+      u_Print("File '%s' is not saved: !fwrite.\n", name);
+      bOk = false;
+    }
   }
   for (int i = 0; bOk && i < cx; i++) {
     int id = i + 1;
@@ -80,15 +80,29 @@ bool CSdsPC::OnSave(const char* name, float* pData, const CRectR& rect, const CS
       rec.m_fXs = rec.m_fXr = (float)x;
       rec.m_fYs = rec.m_fYr = (float)y;
     }
-    for (int k = 0; k < cy; k++)
-      sgy_float_to_ibm(pData ? pData[(size_t)k * cx + i] : 0.0f, &tmp[(size_t)k * 4]);
     int ids[2] = {id, id};
-    SGY_TRACEHEADER th = CreateSGYHeaderTrace(ids, rec, axis, unit);
-    if (USE_NEGATIVE_SRC_RCV_DIST) {
-      th.SetInt32(36, (int32_t)std::floor((double)rec.m_fXr - rec.m_fXs));
-      sgy_swap32(th.m_buf + 36);
+    const unsigned char* pHeader;
+    size_t nHeader;
+    SGY_TRACEHEADER th;
+    SDS_TRACEHEADER sh;
+    if (type == SGY) {
+      for (int k = 0; k < cy; k++)
+        sgy_float_to_ibm(pData ? pData[(size_t)k * cx + i] : 0.0f, &tmp[(size_t)k * 4]);
+      th = CreateSGYHeaderTrace(ids, rec, axis, unit);
+      if (USE_NEGATIVE_SRC_RCV_DIST) {
+        th.SetInt32(36, (int32_t)std::floor((double)rec.m_fXr - rec.m_fXs));
+        sgy_swap32(th.m_buf + 36);
+      }
+      pHeader = th.m_buf, nHeader = sizeof(th.m_buf);
+    } else {
+      for (int k = 0; k < cy; k++) {
+        const float v = pData ? pData[(size_t)k * cx + i] : 0.0f;
+        memcpy(&tmp[(size_t)k * 4], &v, 4);
+      }
+      sh = CreateSDSHeaderTrace(ids, rec, axis, unit, 0);
+      pHeader = sh.m_buf, nHeader = sizeof(sh.m_buf);
     }
-    if (fwrite(th.m_buf, 1, 240, fp) != 240 || fwrite(tmp.data(), 1, tmp.size(), fp) != tmp.size()) {
+    if (fwrite(pHeader, 1, nHeader, fp) != nHeader || fwrite(tmp.data(), 1, tmp.size(), fp) != tmp.size()) {
       u_Print("File '%s' is not saved: !fwrite.\n", name);
       bOk = false;
     }
@@ -111,7 +125,7 @@ bool CSdsPC::OnSaveModel(const char* name, float* pP, float* pQ, float* pR, CRec
     return SaveModelZpl(name, vols, rect, size, pInfo, szComps);
   }
   if (!bSgy && !bRec) {
-    u_Error("Error! Model file '%s': only SEG-Y models can be written.\n", name);
+    u_Error("Error! Model file '%s': models are written as .sgy, .rec, .sec or .zpl files.\n", name);
     return false;
   }
   float* volumes[4] = {pP, pQ, pR, pS};
@@ -162,8 +176,8 @@ bool CSdsPC::Create3D_file(const char* name, C3DSizeN size, CCubeR cube, float /
   if (n < 5 || name[n - 4] != '.')
     return false;
   const char* ext = name + n - 4;
-  if (strcasecmp(ext, ".sgy") != 0) {
-    // SDS (.rec, .sec) and ZPL cubes are not written by this build.
+  const bool bRec = !strcasecmp(ext, ".rec") || !strcasecmp(ext, ".sec");
+  if (strcasecmp(ext, ".sgy") != 0 && !bRec) {
     u_Print("Create3D_file (%s) error: format is not supported\n", name);
     return false;
   }
@@ -194,7 +208,8 @@ bool CSdsPC::Create3D_file(const char* name, C3DSizeN size, CCubeR cube, float /
     fclose(fp);
     return false;
   }
-  u_Print("File length is %d MB", (int)(((int64_t)nx * ny * (4LL * nz + 240) + 3600) / 1000000));
+  u_Print("File length is %d MB",
+          (int)((bRec ? (int64_t)nx * ny * (4LL * nz + 80) : (int64_t)nx * ny * (4LL * nz + 240) + 3600) / 1000000));
 
   double u = 1, v = 0;
   const bool bTurn = InverseRotation(u, v);
@@ -207,11 +222,16 @@ bool CSdsPC::Create3D_file(const char* name, C3DSizeN size, CCubeR cube, float /
   };
   double axis[3] = {cube.z0, cube.z1, dz};
   SGY_FILEHEADER fh = CreateSGYHeaderFile(nx * ny, axis, unit, 0);
-  if (fwrite(fh.m_buf, 1, 3600, fp) != 3600) {
+  if (!bRec && fwrite(fh.m_buf, 1, 3600, fp) != 3600) {
     u_Print("Create3D_file (%s), write error\n", name);
     fclose(fp);
     return false;
   }
+  // SDS: one header made once; each trace sets its ids and positions in it.
+  int ids0[2] = {1, 1};
+  SDS_TRACEINFO rec0;
+  memset(&rec0, 0, sizeof(rec0));
+  SDS_TRACEHEADER sh = CreateSDSHeaderTrace(ids0, rec0, axis, unit, 0);
   for (int y = 0; y < ny; y++) {
     double sx = cube.x0, sy = cube.y0 + y * dy;
     turn(sx, sy);
@@ -234,9 +254,17 @@ bool CSdsPC::Create3D_file(const char* name, C3DSizeN size, CCubeR cube, float /
         rec.m_fYs = (float)sy;
       }
       rec.m_nPart = y;
-      int ids[2] = {nx * y + x + 1, x + 1};
-      SGY_TRACEHEADER th = CreateSGYHeaderTrace(ids, rec, axis, unit);
-      if (fwrite(th.m_buf, 1, 240, fp) != 240 || fwrite(zeros.data(), 1, zeros.size(), fp) != zeros.size()) {
+      bool bHeader;
+      if (bRec) {
+        int ids[2] = {nx * y + x, x};
+        SetSDSTraceFields(sh, ids, rec);
+        bHeader = fwrite(sh.m_buf, 1, 80, fp) == 80;
+      } else {
+        int ids[2] = {nx * y + x + 1, x + 1};
+        SGY_TRACEHEADER th = CreateSGYHeaderTrace(ids, rec, axis, unit);
+        bHeader = fwrite(th.m_buf, 1, 240, fp) == 240;
+      }
+      if (!bHeader || fwrite(zeros.data(), 1, zeros.size(), fp) != zeros.size()) {
         u_Print("Create3D_file (%s), write error: X=%g (point=%d), Y=%g (point=%d)\n", name, px, x, py, y);
         break;
       }
@@ -247,12 +275,12 @@ bool CSdsPC::Create3D_file(const char* name, C3DSizeN size, CCubeR cube, float /
   // A step too large for the 16-bit interval field is stored in a coarser
   // unit; the .inf file tells the reader the factor.
   double km = 1.0;
-  if (unit == DU_SEC) {
+  if (!bRec && unit == DU_SEC) {
     if (dz / 0.001 / 0.001 > 32000)
       km = 1000.0;
     if (dz / 0.001 > 32000)
       km = 1000000.0;
-  } else if (dz / 0.001 > 32000) {
+  } else if (!bRec && dz / 0.001 > 32000) {
     km = 1000.0;
   }
   if (km != 1.0) {
@@ -278,6 +306,10 @@ void CSdsPC::SetTrace(int nTrace, float* data, int n) {
   if (m_rValueScale != 1.0 && m_rValueScale != 0.0)
     for (int i = 0; i < n; i++)
       data[i] = (float)(data[i] / m_rValueScale);
+  if (m_Type == REC) {
+    SetTraceREC(nTrace, data, n);
+    return;
+  }
   if (m_Type != SGY) {
     u_Print("Saving to this format is not supported\n");
     return;

@@ -220,6 +220,10 @@ bool CSdsPC::OnSaveNZpl2ZPL(const char* szFile, int nLast, int /*nReserved*/) {
   bool bAllSingle = true;
   int nLen = 1, nComps = 1;
   char szCommon[5] = {0, 0, 0, 0, 0};
+  // The trace tables of all files in order: the joined file's sections keep
+  // one source position each, the per-trace positions come from here.
+  std::vector<SDS_TRACEINFO> vTables;
+  bool bTables = true;
   for (int i = 1; i <= nLast; i++) {
     const std::string strName = strBase + "-" + std::to_string(i) + ".zpl";
     if (!file_exists(strName.c_str()))
@@ -229,6 +233,14 @@ bool CSdsPC::OnSaveNZpl2ZPL(const char* szFile, int nLast, int /*nReserved*/) {
     if (!sds.OnOpen(strName.c_str()) || sds.m_nTraceCount < 1)
       continue;
     nTotal += sds.m_nTraceCount;
+    if (bTables) {
+      try {
+        vTables.insert(vTables.end(), sds.m_pSR, sds.m_pSR + sds.m_nTraceCount);
+      } catch (const std::bad_alloc&) {
+        bTables = false;
+        std::vector<SDS_TRACEINFO>().swap(vTables);
+      }
+    }
     if (sds.m_nTraceCount > 1) {
       bAllSingle = false;
       continue;
@@ -249,6 +261,15 @@ bool CSdsPC::OnSaveNZpl2ZPL(const char* szFile, int nLast, int /*nReserved*/) {
       return false;
   } else if (!JoinZplSections(szFile, vNumbers, strBase.c_str(), nCopied)) {
     return false;
+  } else if (bTables && nCopied > 0 && OnOpen(szFile)) {
+    const int n = (int)std::min<int64_t>((int64_t)vTables.size(), m_nTraceCount);
+    for (int i = 0; i < n; i++) {
+      m_pSR[i].m_fXs = vTables[i].m_fXs;
+      m_pSR[i].m_fXr = vTables[i].m_fXr;
+      m_pSR[i].m_fZs = vTables[i].m_fZs;
+      m_pSR[i].m_fZr = vTables[i].m_fZr;
+    }
+    SetInfoHeaderFromFile(szFile, 1);
   }
   for (int i : vNumbers) {
     const std::string strName = strBase + "-" + std::to_string(i) + ".zpl";
@@ -306,6 +327,8 @@ bool CSdsPC::JoinZplModel(const char* szFile, const std::vector<int>& vNumbers, 
 
 bool CSdsPC::JoinZplSections(const char* szFile, const std::vector<int>& vNumbers, const char* szBase, int& nCopied) {
   nCopied = 0;
+  for (const char* szSide : {".cr2", ".cr0"})
+    remove((std::string(szFile) + szSide).c_str());
   FILE* fpOut = fopen(szFile, "wb");
   if (!fpOut)
     return false;
