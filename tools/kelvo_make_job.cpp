@@ -1,5 +1,6 @@
-// Writes a small example modelling job: a layered (or homogeneous) model as
-// SEG-Y cubes, a text survey and runtask.ini. See --help.
+// Writes a small example modelling job: a layered (or homogeneous) model, with
+// a fault and a salt body if asked, as SEG-Y cubes, a text survey and
+// runtask.ini. See --help.
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -7,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "ExampleModel.h"
 #include "calc3d/CalcSettings.h"
 #include "common.h"
 #include "output/ExampleJob.h"
@@ -29,6 +31,10 @@ void PrintUsage() {
          "  --density             also write a density cube (Gardner's relation); implied by elastic\n"
          "  --q Q[,Q...]          also write a quality-factor cube: one Q for all layers, or one\n"
          "                        per layer (default 50 with --visco)\n"
+         "  --fault X,DIP,THROW   normal fault striking along y from x = X at the top, dipping\n"
+         "                        towards +x at DIP degrees; its hanging wall lies THROW m deeper\n"
+         "  --salt X,Y,Z,R[,H]    salt body: ellipsoid centred at X,Y,Z of horizontal radius R and\n"
+         "                        half-height H (default R); Vp 4500, density 2150, Q 200\n"
          "Survey:\n"
          "  --shots N             shots along x at mid y (default 2)\n"
          "  --lines N             receiver lines along x (default 1)\n"
@@ -50,11 +56,19 @@ void PrintUsage() {
          "  --record T1[,DT]      record length and sample interval in seconds (default 0.3,0.002)\n"
          "  --frequency F         Ricker frequency in Hz (default 15)\n"
          "  --pml 0|1             absorbing layer (default 1)\n"
+         "  --surface TYPE        top of the model: invisible or free (default invisible)\n"
+         "  --suppress-sv 0|1     suppress the S wave of the source in elastic media (default 1)\n"
          "  --merge 0|1           merge the per-shot gathers at the end (default 1)\n"
          "  --recovery 0|1        skip shots whose gathers exist (default 0)\n"
          "  --big-seismogram 0|1  keep gathers in a file during the run (default 0)\n"
          "  --first N, --last N   range of shots to compute (default all)\n"
          "  --threads N           compute threads (default all processors)\n"
+         "  --group-size N        split each shot by depth over N processes under mpirun\n"
+         "Results besides the gathers:\n"
+         "  --snapshot T0,DT      2-D snapshots (x-z section through the shot) of every shot\n"
+         "                        every DT seconds from T0\n"
+         "  --time-field TYPE     first-arrival time cubes: 1 max energy, 2 max divergence, 3 both\n"
+         "  --snap3d T[,T...]:C   3-D snapshots at the times T of the components C (letters of ZXYC)\n"
          "  --output-dir DIR      directory of the results, relative to the job (default the job)\n");
 }
 
@@ -141,40 +155,23 @@ const char* const kAnisKeys[5] = {"FileAnisEpsilon", "FileAnisDelta", "FileAnisG
                                   "FileAnisPhi"};
 const char* const kAnisFiles[5] = {"epsilon.sgy", "delta.sgy", "gamma.sgy", "tilt.sgy", "azimuth.sgy"};
 
-CString JobPath(const CExampleJob& job, const char* szName) {
-  return job.m_strDir.IsEmpty() ? CString(szName) : CString(0, "%s/%s", (const char*)job.m_strDir, szName);
-}
+// Everything the command line sets: the job of CExampleJob and the keys the
+// generator adds to its job file.
+struct CMakeJob {
+  CExampleJob job;
+  CAnisotropy anis;
+  CModelShapes shapes;
+  bool bModelStep = false;
+  bool bMethod = false;
+  int nSurfType = 0;
+  int nSuppressSV = -1; // -1: not written
+  int nGroupSize = 0;
+  double fSnapT0 = -1, fSnapDt = 0;
+};
 
-int WriteConstantCube(const CExampleJob& job, const char* szName, double fValue) {
-  const double step = job.m_fModelStep;
-  const int nx = (int)std::floor((job.m_fX1 - job.m_fX0) / step + 0.5) + 1;
-  const int ny = (int)std::floor((job.m_fY1 - job.m_fY0) / step + 0.5) + 1;
-  const int nz = (int)std::floor((job.m_fZ1 - job.m_fZ0) / step + 0.5) + 1;
-  const CCubeR cube(job.m_fX0, job.m_fY0, job.m_fZ0, job.m_fX0 + (nx - 1) * step, job.m_fY0 + (ny - 1) * step,
-                    job.m_fZ0 + (nz - 1) * step);
-  const CString strPath = JobPath(job, szName);
-  CSdsPC sds;
-  if (!sds.Create3D_file(strPath, C3DSizeN(nx, ny, nz), cube, 0, DU_M, 0, nullptr) ||
-      !sds.OnOpen(strPath, 1, 1, 0, 0) || sds.m_nTraceCount != nx * ny) {
-    fprintf(stderr, "kelvo_make_job: unable to write '%s'\n", (const char*)strPath);
-    return 1;
-  }
-  std::vector<float> trace(nz);
-  for (int i = 0; i < nx * ny; i++) {
-    trace.assign(nz, (float)fValue); // SetTrace encodes its buffer in place
-    sds.SetTrace(i, trace.data(), nz);
-  }
-  return 0;
-}
-
-// The cubes of an anisotropic medium, and their keys (with the switch to
-// the general scheme for a tilted one) in the [modeling] section of the job
-// file.
-int WriteAnisotropy(const CExampleJob& job, const CAnisotropy& an) {
-  const int nCubes = an.nMethod == METHOD_ANISOTROPIC ? 5 : 3;
-  for (int k = 0; k < nCubes; k++)
-    if (WriteConstantCube(job, kAnisFiles[k], an.v[k]) != 0)
-      return 1;
+// Puts lines of keys behind the header of a section of the job file, or in a
+// new section at its end. 0 on success.
+int AddTaskKeys(const CExampleJob& job, const char* szSection, const std::string& keys) {
   const CString strTask = JobPath(job, CExampleJob::TASK_FILE);
   std::string text;
   if (FILE* fp = fopen(strTask, "r")) {
@@ -184,17 +181,12 @@ int WriteAnisotropy(const CExampleJob& job, const CAnisotropy& an) {
       text.append(buf, n);
     fclose(fp);
   }
-  const size_t pos = text.find("[modeling]\n");
-  if (pos == std::string::npos) {
-    fprintf(stderr, "kelvo_make_job: no [modeling] section in '%s'\n", (const char*)strTask);
-    return 1;
-  }
-  std::string keys;
-  if (an.nMethod == METHOD_ANISOTROPIC)
-    keys += "TTI Anisotropy=1\n";
-  for (int k = 0; k < nCubes; k++)
-    keys += std::string(kAnisKeys[k]) + "=" + kAnisFiles[k] + "\n";
-  text.insert(pos + strlen("[modeling]\n"), keys);
+  const std::string header = std::string("[") + szSection + "]\n";
+  const size_t pos = text.find(header);
+  if (pos == std::string::npos)
+    text += "\n" + header + keys;
+  else
+    text.insert(pos + header.size(), keys);
   FILE* fp = fopen(strTask, "w");
   if (!fp || fwrite(text.data(), 1, text.size(), fp) != text.size()) {
     if (fp)
@@ -206,19 +198,214 @@ int WriteAnisotropy(const CExampleJob& job, const CAnisotropy& an) {
   return 0;
 }
 
-} // namespace
+// The cubes of an anisotropic medium, and their keys (with the switch to
+// the general scheme for a tilted one) in the [modeling] section of the job
+// file.
+int WriteAnisotropy(const CExampleJob& job, const CAnisotropy& an) {
+  const int nCubes = an.nMethod == METHOD_ANISOTROPIC ? 5 : 3;
+  for (int k = 0; k < nCubes; k++) {
+    const double v = an.v[k];
+    if (WriteModelCube(job, kAnisFiles[k], [v](double, double, double) { return v; }) != 0)
+      return 1;
+  }
+  std::string keys;
+  if (an.nMethod == METHOD_ANISOTROPIC)
+    keys += "TTI Anisotropy=1\n";
+  for (int k = 0; k < nCubes; k++)
+    keys += std::string(kAnisKeys[k]) + "=" + kAnisFiles[k] + "\n";
+  return AddTaskKeys(job, "modeling", keys);
+}
 
-int main(int argc, char** argv) {
-  CExampleJob job;
-  job.m_strDir = "example-job";
-  CAnisotropy anis;
-  bool bModelStep = false;
-  bool bMethod = false;
+// The keys of the job file that CExampleJob does not write.
+int WriteExtraKeys(const CMakeJob& m) {
+  const CExampleJob& job = m.job;
+  if (m.nSurfType != 0 && AddTaskKeys(job, "modeling", CString(0, "SurfType=%d\n", m.nSurfType).c_str()) != 0)
+    return 1;
+  if (m.nSuppressSV >= 0 && AddTaskKeys(job, "Source", CString(0, "SuppressSV=%d\n", m.nSuppressSV).c_str()) != 0)
+    return 1;
+  if (m.fSnapT0 >= 0 &&
+      AddTaskKeys(job, "Snapshot", CString(0, "Every=1\nt0=%g\ndt=%g\n", m.fSnapT0, m.fSnapDt).c_str()) != 0)
+    return 1;
+  // A shot split by depth: every process of the host computes, whatever
+  // devices it holds.
+  if (m.nGroupSize > 0 && (AddTaskKeys(job, "MPI", CString(0, "Group Size=%d\n", m.nGroupSize).c_str()) != 0 ||
+                           AddTaskKeys(job, "GPU", "Skip Device Count Detection = 1\n") != 0))
+    return 1;
+  return 0;
+}
+
+bool ParseList(const char* sz, std::vector<double>& v, size_t nMin, size_t nMax) {
+  v.clear();
+  for (const std::string& item : SplitCommas(sz)) {
+    double x = 0;
+    if (!ParseNumber(item.c_str(), x))
+      return false;
+    v.push_back(x);
+  }
+  return v.size() >= nMin && v.size() <= nMax;
+}
+
+bool ParseShapes(const char* opt, const char* val, CModelShapes& sh) {
+  std::vector<double> v;
+  if (!strcmp(opt, "--fault")) {
+    if (!ParseList(val, v, 3, 3) || v[1] <= 0 || v[1] > 90)
+      return false;
+    sh.m_bFault = true;
+    sh.m_fFaultX = v[0], sh.m_fFaultDip = v[1], sh.m_fFaultThrow = v[2];
+    return true;
+  }
+  // --salt
+  if (!ParseList(val, v, 4, 5) || v[3] <= 0 || (v.size() == 5 && v[4] <= 0))
+    return false;
+  sh.m_bSalt = true;
+  sh.m_fSaltX = v[0], sh.m_fSaltY = v[1], sh.m_fSaltZ = v[2], sh.m_fSaltR = v[3];
+  sh.m_fSaltH = v.size() == 5 ? v[4] : v[3];
+  return true;
+}
+
+// TIMES:COMPONENTS, times separated by commas, components letters of ZXYC.
+bool ParseSnap3D(const char* val, CExampleJob& job) {
+  const char* colon = strchr(val, ':');
+  if (!colon || !colon[1] || strspn(colon + 1, "ZXYC") != strlen(colon + 1))
+    return false;
+  std::vector<double> v;
+  if (!ParseList(std::string(val, colon - val).c_str(), v, 1, 64))
+    return false;
+  job.m_strSnap3DTimes = "";
+  for (double t : v) {
+    if (t <= 0)
+      return false;
+    job.m_strSnap3DTimes += CString(0, "%s%g", job.m_strSnap3DTimes.IsEmpty() ? "" : " ", t);
+  }
+  job.m_strSnap3DComponents = colon + 1;
+  return true;
+}
+
+bool ParseMethod(const char* val, CMakeJob& m) {
+  CExampleJob& job = m.job;
+  m.bMethod = true;
+  if (!strcmp(val, "acoustic"))
+    job.m_strMethod = "3D Acoustic";
+  else if (!strcmp(val, "elastic"))
+    job.m_strMethod = "3D Elastic";
+  else if (!strcmp(val, "vertical"))
+    job.m_strMethod = "Vertical Incidence";
+  else if (!strcmp(val, "vti") || !strcmp(val, "tti")) {
+    job.m_strMethod = "3D Elastic Anisotropic";
+    m.anis.nMethod = val[0] == 'v' ? METHOD_ORTHORHOMBIC : METHOD_ANISOTROPIC;
+  } else
+    return false;
+  return true;
+}
+
+// Options of the model and the survey. Sets bKnown when the option is one of them.
+bool ParseModelOption(const char* opt, const char* val, CMakeJob& m, bool& bKnown) {
+  CExampleJob& job = m.job;
+  bKnown = true;
+  if (!strcmp(opt, "--size"))
+    return sscanf(val, "%lf,%lf,%lf", &job.m_fX1, &job.m_fY1, &job.m_fZ1) == 3 && job.m_fX1 > 0 && job.m_fY1 > 0 &&
+           job.m_fZ1 > 0;
+  if (!strcmp(opt, "--model-step")) {
+    m.bModelStep = true;
+    return ParseNumber(val, job.m_fModelStep) && job.m_fModelStep > 0;
+  }
+  if (!strcmp(opt, "--layers"))
+    return ParseLayers(val, job);
+  if (!strcmp(opt, "--vp")) {
+    double v = 0;
+    if (!ParseNumber(val, v) || v <= 0)
+      return false;
+    job.m_vLayers.assign(1, CExampleJob::CLayer{1e30, v});
+    return true;
+  }
+  if (!strcmp(opt, "--vs"))
+    return job.m_bVs = true;
+  if (!strcmp(opt, "--density"))
+    return job.m_bDensity = true;
+  if (!strcmp(opt, "--q"))
+    return (job.m_bQ = true) && ParseQualities(val, job.m_vQ);
+  if (!strcmp(opt, "--fault") || !strcmp(opt, "--salt"))
+    return ParseShapes(opt, val, m.shapes);
+  if (!strcmp(opt, "--shots"))
+    return ParseInt(val, job.m_nShots) && job.m_nShots > 0;
+  if (!strcmp(opt, "--lines"))
+    return ParseInt(val, job.m_nLines) && job.m_nLines > 0;
+  if (!strcmp(opt, "--receivers"))
+    return ParseInt(val, job.m_nReceivers) && job.m_nReceivers > 0;
+  if (!strcmp(opt, "--shot-depth"))
+    return ParseNumber(val, job.m_fShotZ);
+  if (!strcmp(opt, "--receiver-depth"))
+    return ParseNumber(val, job.m_fRcvZ);
+  if (!strcmp(opt, "--shot-id-base"))
+    return ParseInt(val, job.m_nShotIdBase) && job.m_nShotIdBase >= 0;
+  bKnown = false;
+  return false;
+}
+
+// Options of the job file. Sets bKnown when the option is one of them.
+bool ParseTaskOption(const char* opt, const char* val, CMakeJob& m, bool& bKnown) {
+  CExampleJob& job = m.job;
+  bKnown = true;
+  int n = 0;
+  if (!strcmp(opt, "--method"))
+    return ParseMethod(val, m);
+  if (!strcmp(opt, "--thomsen"))
+    return sscanf(val, "%lf,%lf,%lf", &m.anis.v[0], &m.anis.v[1], &m.anis.v[2]) == 3;
+  if (!strcmp(opt, "--axis"))
+    return sscanf(val, "%lf,%lf", &m.anis.v[3], &m.anis.v[4]) == 2;
+  if (!strcmp(opt, "--visco"))
+    return ParseInt(val, job.m_nViscoL) && job.m_nViscoL >= 1 && job.m_nViscoL <= 10;
+  if (!strcmp(opt, "--apparent"))
+    return job.m_bApparentVelocity = true;
+  if (!strcmp(opt, "--dx"))
+    return ParseNumber(val, job.m_fH) && job.m_fH > 0;
+  if (!strcmp(opt, "--dt"))
+    return ParseNumber(val, job.m_fDt) && job.m_fDt > 0;
+  if (!strcmp(opt, "--record"))
+    return sscanf(val, "%lf,%lf", &job.m_t1, &job.m_tdt) >= 1 && job.m_t1 > 0 && job.m_tdt > 0;
+  if (!strcmp(opt, "--frequency"))
+    return ParseNumber(val, job.m_fFrequency) && job.m_fFrequency >= 1;
+  if (!strcmp(opt, "--pml"))
+    return ParseBool(val, job.m_bPML);
+  if (!strcmp(opt, "--surface")) {
+    m.nSurfType = !strcmp(val, "free") ? 1 : 0;
+    return !strcmp(val, "free") || !strcmp(val, "invisible");
+  }
+  if (!strcmp(opt, "--suppress-sv"))
+    return ParseInt(val, m.nSuppressSV) && (m.nSuppressSV == 0 || m.nSuppressSV == 1);
+  if (!strcmp(opt, "--merge"))
+    return ParseBool(val, job.m_bMerge);
+  if (!strcmp(opt, "--recovery"))
+    return ParseBool(val, job.m_bRecovery);
+  if (!strcmp(opt, "--big-seismogram"))
+    return ParseBool(val, job.m_bBigSeismogram);
+  if (!strcmp(opt, "--first"))
+    return ParseInt(val, job.m_nFirstPoint) && job.m_nFirstPoint > 0;
+  if (!strcmp(opt, "--last"))
+    return ParseInt(val, job.m_nLastPoint) && job.m_nLastPoint > 0;
+  if (!strcmp(opt, "--threads"))
+    return ParseInt(val, n) && n >= 0 && ((job.m_nThreads = n), true);
+  if (!strcmp(opt, "--group-size"))
+    return ParseInt(val, m.nGroupSize) && m.nGroupSize >= 2;
+  if (!strcmp(opt, "--output-dir"))
+    return (job.m_strOutputDir = val), true;
+  if (!strcmp(opt, "--snapshot"))
+    return sscanf(val, "%lf,%lf", &m.fSnapT0, &m.fSnapDt) == 2 && m.fSnapT0 >= 0 && m.fSnapDt > 0;
+  if (!strcmp(opt, "--time-field"))
+    return ParseInt(val, job.m_nTimeFieldType) && job.m_nTimeFieldType >= 1 && job.m_nTimeFieldType <= 3;
+  if (!strcmp(opt, "--snap3d"))
+    return ParseSnap3D(val, job);
+  bKnown = false;
+  return false;
+}
+
+// Reads the command line into m. 0 to go on, 1 after --help, 2 on a fault.
+int ParseCommandLine(int argc, char** argv, CMakeJob& m) {
   for (int i = 1; i < argc; i++) {
     const char* opt = argv[i];
     if (!strcmp(opt, "--help") || !strcmp(opt, "-h")) {
       PrintUsage();
-      return 0;
+      return 1;
     }
     const char* val = nullptr;
     const bool bFlag = !strcmp(opt, "--vs") || !strcmp(opt, "--density") || !strcmp(opt, "--apparent");
@@ -229,89 +416,16 @@ int main(int argc, char** argv) {
       }
       val = argv[++i];
     }
-    bool ok = true;
-    int n = 0;
+    bool bKnown = false, ok = false;
     if (!strcmp(opt, "--dir")) {
-      job.m_strDir = val;
-    } else if (!strcmp(opt, "--size")) {
-      ok = sscanf(val, "%lf,%lf,%lf", &job.m_fX1, &job.m_fY1, &job.m_fZ1) == 3 && job.m_fX1 > 0 && job.m_fY1 > 0 &&
-           job.m_fZ1 > 0;
-    } else if (!strcmp(opt, "--model-step")) {
-      ok = ParseNumber(val, job.m_fModelStep) && job.m_fModelStep > 0;
-      bModelStep = true;
-    } else if (!strcmp(opt, "--layers")) {
-      ok = ParseLayers(val, job);
-    } else if (!strcmp(opt, "--vp")) {
-      double v = 0;
-      ok = ParseNumber(val, v) && v > 0;
-      job.m_vLayers.assign(1, CExampleJob::CLayer{1e30, v});
-    } else if (!strcmp(opt, "--vs")) {
-      job.m_bVs = true;
-    } else if (!strcmp(opt, "--density")) {
-      job.m_bDensity = true;
-    } else if (!strcmp(opt, "--q")) {
-      ok = ParseQualities(val, job.m_vQ);
-      job.m_bQ = true;
-    } else if (!strcmp(opt, "--visco")) {
-      ok = ParseInt(val, job.m_nViscoL) && job.m_nViscoL >= 1 && job.m_nViscoL <= 10;
-    } else if (!strcmp(opt, "--apparent")) {
-      job.m_bApparentVelocity = true;
-    } else if (!strcmp(opt, "--shots")) {
-      ok = ParseInt(val, job.m_nShots) && job.m_nShots > 0;
-    } else if (!strcmp(opt, "--lines")) {
-      ok = ParseInt(val, job.m_nLines) && job.m_nLines > 0;
-    } else if (!strcmp(opt, "--receivers")) {
-      ok = ParseInt(val, job.m_nReceivers) && job.m_nReceivers > 0;
-    } else if (!strcmp(opt, "--shot-depth")) {
-      ok = ParseNumber(val, job.m_fShotZ);
-    } else if (!strcmp(opt, "--receiver-depth")) {
-      ok = ParseNumber(val, job.m_fRcvZ);
-    } else if (!strcmp(opt, "--shot-id-base")) {
-      ok = ParseInt(val, job.m_nShotIdBase) && job.m_nShotIdBase >= 0;
-    } else if (!strcmp(opt, "--method")) {
-      if (!strcmp(val, "acoustic"))
-        job.m_strMethod = "3D Acoustic";
-      else if (!strcmp(val, "elastic"))
-        job.m_strMethod = "3D Elastic";
-      else if (!strcmp(val, "vertical"))
-        job.m_strMethod = "Vertical Incidence";
-      else if (!strcmp(val, "vti") || !strcmp(val, "tti")) {
-        job.m_strMethod = "3D Elastic Anisotropic";
-        anis.nMethod = val[0] == 'v' ? METHOD_ORTHORHOMBIC : METHOD_ANISOTROPIC;
-      } else
-        ok = false;
-      bMethod = true;
-    } else if (!strcmp(opt, "--thomsen")) {
-      ok = sscanf(val, "%lf,%lf,%lf", &anis.v[0], &anis.v[1], &anis.v[2]) == 3;
-    } else if (!strcmp(opt, "--axis")) {
-      ok = sscanf(val, "%lf,%lf", &anis.v[3], &anis.v[4]) == 2;
-    } else if (!strcmp(opt, "--dx")) {
-      ok = ParseNumber(val, job.m_fH) && job.m_fH > 0;
-    } else if (!strcmp(opt, "--dt")) {
-      ok = ParseNumber(val, job.m_fDt) && job.m_fDt > 0;
-    } else if (!strcmp(opt, "--record")) {
-      const int k = sscanf(val, "%lf,%lf", &job.m_t1, &job.m_tdt);
-      ok = k >= 1 && job.m_t1 > 0 && job.m_tdt > 0;
-    } else if (!strcmp(opt, "--frequency")) {
-      ok = ParseNumber(val, job.m_fFrequency) && job.m_fFrequency >= 1;
-    } else if (!strcmp(opt, "--pml")) {
-      ok = ParseBool(val, job.m_bPML);
-    } else if (!strcmp(opt, "--merge")) {
-      ok = ParseBool(val, job.m_bMerge);
-    } else if (!strcmp(opt, "--recovery")) {
-      ok = ParseBool(val, job.m_bRecovery);
-    } else if (!strcmp(opt, "--big-seismogram")) {
-      ok = ParseBool(val, job.m_bBigSeismogram);
-    } else if (!strcmp(opt, "--first")) {
-      ok = ParseInt(val, job.m_nFirstPoint) && job.m_nFirstPoint > 0;
-    } else if (!strcmp(opt, "--last")) {
-      ok = ParseInt(val, job.m_nLastPoint) && job.m_nLastPoint > 0;
-    } else if (!strcmp(opt, "--threads")) {
-      ok = ParseInt(val, n) && n >= 0;
-      job.m_nThreads = n;
-    } else if (!strcmp(opt, "--output-dir")) {
-      job.m_strOutputDir = val;
+      m.job.m_strDir = val;
+      ok = bKnown = true;
     } else {
+      ok = ParseModelOption(opt, val, m, bKnown);
+      if (!bKnown)
+        ok = ParseTaskOption(opt, val, m, bKnown);
+    }
+    if (!bKnown) {
       fprintf(stderr, "kelvo_make_job: unknown option %s (see --help)\n", opt);
       return 2;
     }
@@ -320,16 +434,26 @@ int main(int argc, char** argv) {
       return 2;
     }
   }
-  if (!bModelStep)
+  return 0;
+}
+
+// Settles what the options imply. 0, or 2 with a message.
+int Settle(CMakeJob& m) {
+  CExampleJob& job = m.job;
+  if (!m.bModelStep)
     job.m_fModelStep = job.m_fH;
   // A viscoelastic medium is one of the elastic method, from the Q cube.
   if (job.m_nViscoL > 0) {
-    if (!bMethod)
+    if (!m.bMethod)
       job.m_strMethod = "3D Elastic";
     job.m_bQ = true;
   }
   if (job.m_bApparentVelocity && job.m_nViscoL == 0) {
     fprintf(stderr, "kelvo_make_job: --apparent needs --visco (see --help)\n");
+    return 2;
+  }
+  if (m.nGroupSize > 0 && job.m_strMethod == "Vertical Incidence") {
+    fprintf(stderr, "kelvo_make_job: --group-size needs a 3-D method (see --help)\n");
     return 2;
   }
   // The elastic method gets its S velocities and densities as cubes.
@@ -340,20 +464,48 @@ int main(int argc, char** argv) {
     fprintf(stderr, "kelvo_make_job: %s (see --help)\n", (const char*)strProblem);
     return 2;
   }
+  return 0;
+}
 
-  const int nResult = job.Write();
-  if (nResult != 0 || (anis.nMethod != 0 && WriteAnisotropy(job, anis) != 0))
-    return 1;
+void PrintSummary(const CMakeJob& m) {
+  const CExampleJob& job = m.job;
   printf("Example job written to %s: %d shot(s), %d line(s) of %d receivers, model %gx%gx%g m.\n",
          (const char*)job.m_strDir, job.m_nShots, job.m_nLines, job.m_nReceivers, job.m_fX1 - job.m_fX0,
          job.m_fY1 - job.m_fY0, job.m_fZ1 - job.m_fZ0);
   if (job.m_strMethod != "3D Acoustic")
     printf("Method %s%s.\n", (const char*)job.m_strMethod,
            job.m_nViscoL > 0 ? CString(0, ", viscoelastic with L = %d", job.m_nViscoL).c_str() : "");
-  if (anis.nMethod != 0)
-    printf("%s medium: epsilon %g, delta %g, gamma %g%s.\n", anis.nMethod == METHOD_ANISOTROPIC ? "Tilted" : "Vertical",
-           anis.v[0], anis.v[1], anis.v[2],
-           anis.nMethod == METHOD_ANISOTROPIC ? CString(0, ", axis tilt %g, azimuth %g", anis.v[3], anis.v[4]).c_str()
-                                              : "");
+  const CAnisotropy& an = m.anis;
+  if (an.nMethod != 0)
+    printf("%s medium: epsilon %g, delta %g, gamma %g%s.\n", an.nMethod == METHOD_ANISOTROPIC ? "Tilted" : "Vertical",
+           an.v[0], an.v[1], an.v[2],
+           an.nMethod == METHOD_ANISOTROPIC ? CString(0, ", axis tilt %g, azimuth %g", an.v[3], an.v[4]).c_str() : "");
+  const CModelShapes& sh = m.shapes;
+  if (sh.m_bFault)
+    printf("Fault from x = %g m, dip %g degrees, throw %g m.\n", sh.m_fFaultX, sh.m_fFaultDip, sh.m_fFaultThrow);
+  if (sh.m_bSalt)
+    printf("Salt body at (%g, %g, %g) m, radius %g m, half-height %g m.\n", sh.m_fSaltX, sh.m_fSaltY, sh.m_fSaltZ,
+           sh.m_fSaltR, sh.m_fSaltH);
+  if (m.nSurfType == 1)
+    printf("Free surface at the top of the model.\n");
+  if (m.nGroupSize > 0)
+    printf("Each shot split by depth over %d processes: run it under mpirun -np %d or more.\n", m.nGroupSize,
+           m.nGroupSize + 1);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  CMakeJob m;
+  m.job.m_strDir = "example-job";
+  const int nParse = ParseCommandLine(argc, argv, m);
+  if (nParse != 0)
+    return nParse == 1 ? 0 : 2;
+  if (Settle(m) != 0)
+    return 2;
+  if (m.job.Write() != 0 || (m.shapes.Any() && WriteShapedModel(m.job, m.shapes) != 0) ||
+      (m.anis.nMethod != 0 && WriteAnisotropy(m.job, m.anis) != 0) || WriteExtraKeys(m) != 0)
+    return 1;
+  PrintSummary(m);
   return 0;
 }
