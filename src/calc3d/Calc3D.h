@@ -16,6 +16,7 @@
 
 #include "calc3d/CalcSettings.h"
 #include "calc3d/FDLayout.h"
+#include "calc3d/FDPointOps.h"
 #include "calc3d/Signal3D.h"
 #include "common.h"
 #include "survey/Survey3D.h"
@@ -218,6 +219,11 @@ public:
                         std::vector<int>* pTraceId, std::vector<int>* pFileId);
   int SaveTimeField(const char* szFile, int nType);
   int Save3DSnapshots();
+  // Grid column of the vertical plane of 2-D snapshots through the shot: x
+  // for a 'Y' (y-z) plane, else y; inside the grid.
+  int Snap2DPosition(char cPlane) const;
+  // Sampling of a resampled 3-D snapshot of the box at the given size.
+  fd::TSnapCube SnapCube(const CCubeN& box, const C3DSizeN& size) const;
   int AppendZpl2DSnapshot(const char* szFile, char cPlane, const char* szComponents, double fStep, bool bFlag);
 
   // ---- Helpers -----------------------------------------------------------

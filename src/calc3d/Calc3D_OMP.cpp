@@ -356,114 +356,37 @@ float* CCalc3D_OMP::GrabTimeField(int nType) {
 }
 
 float* CCalc3D_OMP::Grab3DSnapshot(CCubeN& box, C3DSizeN& size, char cComponent) {
-  const float* pA = nullptr;
-  const float* pB = nullptr;
-  const float* pC = nullptr;
-  float fFactor = 1.0f;
-  switch (cComponent) {
-  case '0': pA = m_pTxx; break;
-  case '1': pA = m_pTyy; break;
-  case '2': pA = m_pTzz; break;
-  case '3': pA = m_pTxy; break;
-  case '4': pA = m_pTxz; break;
-  case '5': pA = m_pTyz; break;
-  case 'C':
-    pA = m_pTxx;
-    if (GetMethod() != METHOD_ACOUSTIC) {
-      pB = m_pTyy;
-      pC = m_pTzz;
-      fFactor = 0.33333334f;
-      if (!pB || !pC)
-        pA = nullptr;
-    }
-    break;
-  case 'X':
-    pA = m_pVx;
-    fFactor = const_K_U;
-    break;
-  case 'Y':
-    pA = m_pVy;
-    fFactor = const_K_U;
-    break;
-  default:
-    pA = m_pVz;
-    fFactor = const_K_U;
-    break;
-  }
-  if (!pA || size.cx <= 0 || size.cy <= 0 || size.cz <= 0)
+  const fd::TSnapSource src = fd::SnapSource(Fields(), cComponent);
+  if (!src.a || size.cx <= 0 || size.cy <= 0 || size.cz <= 0)
     return nullptr;
-
-  const size_t sx = size.cx, sy = size.cy, sz = size.cz;
-  float* pOut = new (std::nothrow) float[sx * sy * sz];
+  const fd::TSnapCube c = SnapCube(box, size);
+  float* pOut = new (std::nothrow) float[c.sx * c.sy * size.cz];
   if (!pOut) {
     u_Error("Error! Unable to allocate temporary memory for 3D Snapshots.\n");
     return nullptr;
   }
-  const double rx = (double)(box.x1 - box.x0 + 1) / sx;
-  const double ry = (double)(box.y1 - box.y0 + 1) / sy;
-  const double rz = (double)(box.z1 - box.z0 + 1) / sz;
-  const size_t m = GetCubeSize();
-  const int nx = m_nNx, ny = m_nNy;
-
 #pragma omp parallel for schedule(static)
-  for (int k = 0; k < (int)sz; k++) {
-    const int z = (int)(k * rz + 0.5) + box.z0;
-    for (size_t j = 0; j < sy; j++) {
-      const int y = (int)(j * ry + 0.5) + box.y0;
-      float* pRow = pOut + (size_t)k * sx * sy + j * sx;
-      for (size_t i = 0; i < sx; i++) {
-        const int x = (int)(i * rx + 0.5) + box.x0;
-        const long long q = ((long long)z * ny + y) * nx + x;
-        if (q < 0 || (size_t)q >= m) {
-          pRow[i] = 0;
-        } else if (pB) {
-          pRow[i] = (pA[q] + pB[q] + pC[q]) * fFactor;
-        } else {
-          pRow[i] = pA[q] * fFactor;
-        }
-      }
-    }
-  }
+  for (int k = 0; k < size.cz; k++)
+    for (size_t j = 0; j < c.sy; j++)
+      for (size_t i = 0; i < c.sx; i++)
+        pOut[((size_t)k * c.sy + j) * c.sx + i] = fd::Snap3DCell(src, c, i, j, k);
   return pOut;
 }
 
 float* CCalc3D_OMP::Grab2DSnapshot(char cPlane, char cComponent) {
-  const float* pA = nullptr;
-  const float* pB = nullptr;
-  const float* pC = nullptr;
-  float fFactor = const_K_U;
-  switch (cComponent) {
-  case 'X': pA = m_pVx; break;
-  case 'Y': pA = m_pVy; break;
-  case 'C':
-    pA = m_pTxx;
-    fFactor = 1.0f;
-    if (m_pTyy && m_pTzz) {
-      pB = m_pTyy;
-      pC = m_pTzz;
-      fFactor = 0.33333334f;
-    }
-    break;
-  default: pA = m_pVz; break;
-  }
-  if (!pA || !m_pPlane)
+  const fd::TSnapSource src = fd::SnapSource(Fields(), cComponent);
+  if (!src.a || !m_pPlane)
     return nullptr;
-
-  const int s = (int)(m_fSnapYOffset / m_fH + 0.5);
   const size_t nxy = (size_t)m_nNx * m_nNy;
-  auto value = [&](size_t q) { return pB ? (pA[q] + pB[q] + pC[q]) * fFactor : pA[q] * fFactor; };
+  const int nFixed = Snap2DPosition(cPlane);
   if (cPlane == 'Y') {
-    int x = (int)((m_ptShot.x - m_cubeGrid.x0) / m_fH + 0.5) + s;
-    x = std::min(std::max(x, 0), m_nNx - 1);
     for (int z = 0; z < m_nNz; z++)
       for (int y = 0; y < m_nNy; y++)
-        m_pPlane[y + (size_t)m_nNy * z] = value(z * nxy + (size_t)y * m_nNx + x);
+        m_pPlane[y + (size_t)m_nNy * z] = src.Value(z * nxy + (size_t)y * m_nNx + nFixed);
   } else {
-    int y = (int)((m_ptShot.y - m_cubeGrid.y0) / m_fH + 0.5) + s;
-    y = std::min(std::max(y, 0), m_nNy - 1);
     for (int z = 0; z < m_nNz; z++)
       for (int x = 0; x < m_nNx; x++)
-        m_pPlane[x + (size_t)m_nNx * z] = value(z * nxy + (size_t)y * m_nNx + x);
+        m_pPlane[x + (size_t)m_nNx * z] = src.Value(z * nxy + (size_t)nFixed * m_nNx + x);
   }
   return m_pPlane;
 }

@@ -54,6 +54,8 @@ public:
   int SetCalcPlane(int nField, int nZ0, int nZ1, float* pData) override;
   void FreeCalcPlane(float** ppData) override;
 
+  // The wavefields for the per-point functions of FDPointOps.h.
+  fd::TWaveFields Fields() const;
   // Number of PML memory arrays the method in force uses.
   int GetPmlMemCount() const;
   // Points of the slab that memory array k lives on (its derivative's axis).

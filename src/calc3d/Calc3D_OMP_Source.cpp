@@ -4,87 +4,27 @@
 
 #include "Calc3D_OMP.h"
 
+fd::TWaveFields CCalc3D_OMP::Fields() const {
+  return fd::TWaveFields{m_pVx, m_pVy, m_pVz, m_pTxx, m_pTyy, m_pTzz, m_pTxy, m_pTxz, m_pTyz, m_pB};
+}
+
 int CCalc3D_OMP::ApplySignal(int nStep) {
   const float* pSignal = m_Signal.m_pSignal;
   if (!pSignal || nStep < 0 || nStep >= m_Signal.m_nLen)
     return 0;
   const float s = pSignal[nStep];
-  const int nMethod = GetMethod();
+  const bool bAcoustic = GetMethod() == METHOD_ACOUSTIC;
   const size_t nxy = (size_t)m_nNx * m_nNy;
-
+  const fd::TWaveFields w = Fields();
+  const fd::TMoment k0{m_fK11, m_fK22, m_fK33, m_fK12, m_fK13, m_fK23};
   for (size_t n = 0; n < m_vShotPoints.size(); n++) {
-    const size_t p = m_vShotPoints[n].nIndex;
-    const bool bFlag = (m_vShotPoints[n].nFlags & 1) != 0;
-    if (nMethod == METHOD_ACOUSTIC) {
-      switch (m_nSourceType) {
-      case 1:
-        if (m_pVx)
-          m_pVx[p] += bFlag ? s : -s;
-        break;
-      case 2:
-        if (m_pVy)
-          m_pVy[p] += bFlag ? s : -s;
-        break;
-      case 3:
-        if (m_pVz)
-          m_pVz[p] -= s;
-        break;
-      case 7:
-        if (m_pTxx) {
-          if (bFlag)
-            m_pTxx[p] -= s;
-          else
-            m_pTxx[p] = s;
-        }
-        break;
-      default:
-        if (m_pTxx)
-          m_pTxx[p] += bFlag ? -s : s;
-        break;
-      }
-      continue;
+    fd::TMoment k = k0;
+    if (m_nSourceType == 10 && n < m_vShotTauK.size()) {
+      const CShotTauK& t = m_vShotTauK[n];
+      k = fd::TMoment{t.k11, t.k22, t.k33, t.k12, t.k13, t.k23};
     }
-    if (!m_pTxx || !m_pTyy || !m_pTzz || !m_pTxy || !m_pTxz || !m_pTyz)
-      continue;
-    float k11 = m_fK11, k22 = m_fK22, k33 = m_fK33, k12 = m_fK12, k13 = m_fK13, k23 = m_fK23;
-    switch (m_nSourceType) {
-    case 0: {
-      const bool bTop = p >= nxy && m_pB && m_pB[p - nxy] == 0.0f;
-      const float v = bTop ? -s : s;
-      m_pTxx[p] += v;
-      m_pTyy[p] += v;
-      m_pTzz[p] += v;
-      break;
-    }
-    case 1: m_pVx[p] += s; break;
-    case 2: m_pVy[p] += s; break;
-    case 3: m_pVz[p] -= s; break;
-    case 4: m_pTxx[p] += s; break;
-    case 5: m_pTyy[p] += s; break;
-    case 6: m_pTzz[p] -= s; break;
-    case 7:
-      m_pTxx[p] += s;
-      m_pTyy[p] += s;
-      m_pTzz[p] += s;
-      break;
-    case 10:
-      if (n < m_vShotTauK.size()) {
-        const CShotTauK& t = m_vShotTauK[n];
-        k11 = t.k11, k22 = t.k22, k33 = t.k33, k12 = t.k12, k13 = t.k13, k23 = t.k23;
-      }
-      // fall through
-    case 9:
-      m_pTxx[p] += s * k11;
-      m_pTyy[p] += s * k22;
-      m_pTzz[p] += s * k33;
-      // fall through
-    case 8:
-      m_pTxy[p] += s * k12;
-      m_pTxz[p] += s * k13;
-      m_pTyz[p] += s * k23;
-      break;
-    default: break;
-    }
+    fd::InjectSource(w, bAcoustic, m_nSourceType, m_vShotPoints[n].nIndex, (m_vShotPoints[n].nFlags & 1) != 0, s, nxy,
+                     k);
   }
   return 0;
 }
@@ -129,18 +69,10 @@ int CCalc3D_OMP::RecordSeismogram() {
     return 0;
   const bool bFile = m_Spill.IsWriting();
   const size_t o0 = bFile ? 0 : n * m_nSeisStep;
-  const bool bMean = m_pTyy && m_pTzz;
-  for (size_t r = 0; r < n; r++) {
-    const size_t q = m_vRcvIdx[r];
-    const size_t o = o0 + r;
-    m_pSeisX[o] = m_pVx[q] * const_K_U;
-    m_pSeisY[o] = m_pVy[q] * const_K_U;
-    m_pSeisZ[o] = m_pVz[q] * const_K_U;
-    if (bMean)
-      m_pSeisC[o] = (float)((m_pTxx[q] + m_pTyy[q] + m_pTzz[q]) / 3.0);
-    else
-      m_pSeisC[o] = m_pTxx[q];
-  }
+  const fd::TWaveFields w = Fields();
+  const fd::TGatherRows rows{m_pSeisX, m_pSeisY, m_pSeisZ, m_pSeisC};
+  for (size_t r = 0; r < n; r++)
+    fd::RecordPoint(w, m_vRcvIdx[r], rows, o0 + r);
   if (bFile && m_Spill.Append(m_pSeisX, m_pSeisY, m_pSeisZ, m_pSeisC) != 0)
     return 1;
   m_nSeisStep++;
@@ -166,44 +98,29 @@ int CCalc3D_OMP::PropagateTimeField() {
   if (!m_pVx || !m_pVy || !m_pVz)
     return 0;
   const float t = (float)m_fTime;
-  const float rx = (float)(m_fTimeDx / m_fH);
-  const float ry = (float)(m_fTimeDy / m_fH);
-  const float rz = (float)(m_fTimeDz / m_fH);
-  const int a = (GetGroupSize() > 1 && GetGroupRank() > 0) ? m_nStart : m_nFrame;
-  const int tnx = m_nTimeNx, tny = m_nTimeNy, tnz = m_nTimeNz;
-  const size_t sy = m_nNx, sz = (size_t)m_nNx * m_nNy;
-  const size_t m = GetCubeSize();
-
+  fd::TTimeGrid g;
+  g.nx = m_nNx;
+  g.ny = m_nNy;
+  g.m = GetCubeSize();
+  g.rx = (float)(m_fTimeDx / m_fH);
+  g.ry = (float)(m_fTimeDy / m_fH);
+  g.rz = (float)(m_fTimeDz / m_fH);
+  g.nFrame = m_nFrame;
+  g.nAddZ0 = (GetGroupSize() > 1 && GetGroupRank() > 0) ? m_nStart : m_nFrame;
+  g.tnx = m_nTimeNx;
+  g.tny = m_nTimeNy;
+  const int tnz = m_nTimeNz;
+  const fd::TWaveFields w = Fields();
   for (int type = 0; type < 2; type++) {
     float* pTime = m_pTimeField[type];
     float* pMax = m_pTimeMax[type];
     if (!(m_nTimeFieldType & (1 << type)) || !pTime || !pMax)
       continue;
 #pragma omp parallel for schedule(static)
-    for (int k = 0; k < tnz; k++) {
-      const int z = (int)((float)k * rz) + a;
-      for (int j = 0; j < tny; j++) {
-        const int y = (int)((float)j * ry) + m_nFrame;
-        for (int i = 0; i < tnx; i++) {
-          const int x = (int)((float)i * rx) + m_nFrame;
-          const size_t p = ((size_t)z * m_nNy + y) * m_nNx + x;
-          if (p + sz >= m)
-            continue;
-          float v;
-          if (type == 0) {
-            v = m_pVx[p] * m_pVx[p] + m_pVy[p] * m_pVy[p] + m_pVz[p] * m_pVz[p];
-          } else {
-            v = m_pVx[p + 1] - m_pVx[p] + m_pVy[p + sy] - m_pVy[p] + m_pVz[p + sz] - m_pVz[p];
-            v = v < 0 ? -v : v;
-          }
-          const size_t q = ((size_t)k * tny + j) * tnx + i;
-          if (v > pMax[q]) {
-            pMax[q] = v;
-            pTime[q] = t;
-          }
-        }
-      }
-    }
+    for (int k = 0; k < tnz; k++)
+      for (int j = 0; j < g.tny; j++)
+        for (int i = 0; i < g.tnx; i++)
+          fd::TimeFieldCell(w, g, type, t, i, j, k, pTime, pMax);
   }
   return 0;
 }

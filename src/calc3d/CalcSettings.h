@@ -39,6 +39,8 @@ struct CCalcSettings {
   bool m_bPlainSteps = false; // each half-step a sweep of its own (the reference of the fused pass)
   int m_nMemoryLimit = 0;     // MB a node is taken to have, 0 for its own
   int m_nHostMemoryGB = 0;    // GB a node is taken to have, 0 for its own
+  int m_nGpuMemoryGB = 0;     // GB the device is taken to have, 0 for its own
+  int m_nDevice = 0;          // CUDA device of this process
 
   // Samples of a gather trace over the recording window.
   int GetSeismogramTraceLen() const { return SeismogramTraceLen(m_t0, m_t1, m_dt); }

@@ -52,6 +52,55 @@ struct TPmlSide {
   const float* b;
 };
 
+// Everything a half-step needs, gathered once per call: passed by
+// value to a device kernel as well.
+template <class P> struct TFdStep {
+  P ph;                      // fields and formulas
+  TFdGrid g;                 // sizes and boundary treatment
+  TPmlSide side[P::kDer][2]; // PML of each derivative: low, high side
+};
+
+// The grid view of a local array of nx x ny x nz points (x fastest) whose
+// plane 0 is global plane z0 of nzAll. nFrame is cut to the taper table.
+inline TFdGrid MakeFdGrid(int nx, int ny, int nz, int nzAll, int z0, bool bPml, int nPml, int nStart, int nFrame,
+                          const float* pDamp) {
+  TFdGrid g;
+  g.nx = nx;
+  g.ny = ny;
+  g.nz = nz;
+  g.nzAll = nzAll > 0 ? nzAll : nz;
+  g.z0 = z0;
+  g.sy = nx;
+  g.sz = (ptrdiff_t)nx * ny;
+  g.bPml = bPml;
+  g.nPml = nPml;
+  g.nStart = nStart;
+  g.nFrame = nFrame < kTaperWidth ? nFrame : kTaperWidth;
+  g.pDamp = pDamp;
+  return g;
+}
+
+// Points the PML sides of each derivative at its memory arrays (mem, by
+// index) and at the coefficient slabs of its axis (coef[axis][8]). Where one
+// is missing the step runs without PML, and without the taper either.
+template <class P> void SetPmlSides(TFdStep<P>& c, float* const* mem, float* const* const coef[3]) {
+  if (!c.g.bPml)
+    return;
+  for (int j = 0; j < P::kDer; j++) {
+    const TPmlMemInfo mi = PmlMem(P::Mem(j));
+    for (int h = 0; h < 2; h++) {
+      TPmlSide& sd = c.side[j][h];
+      sd.m = mem[P::Mem(j) + h];
+      sd.a = coef[mi.nAxis][PmlCoefA(mi.bForward, h == 1)];
+      sd.b = coef[mi.nAxis][PmlCoefB(mi.bForward, h == 1)];
+      if (!sd.m || !sd.a || !sd.b)
+        c.g.bPml = false;
+    }
+  }
+  if (!c.g.bPml)
+    c.g.nFrame = 0;
+}
+
 // Axis of derivative j of policy P.
 template <class P> FD_HD constexpr int DerAxis(int j) { return PmlMem(P::Mem(j)).nAxis; }
 

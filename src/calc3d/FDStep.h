@@ -34,44 +34,13 @@ struct TPmlLine {
   ptrdiff_t off = 0;
 };
 
-// Everything a half-step needs, gathered once per call.
-template <class P> struct TFdStep {
-  P ph;                      // fields and formulas
-  TFdGrid g;                 // sizes and boundary treatment
-  TPmlSide side[P::kDer][2]; // PML of each derivative: low, high side
-};
-
 // Fills the grid view and the PML sides of a step from the backend.
 template <class P> void InitStep(TFdStep<P>& c, const CCalc3D_OMP& o, const P& ph) {
   c.ph = ph;
-  TFdGrid& g = c.g;
-  g.nx = o.m_nNx;
-  g.ny = o.m_nNy;
-  g.nz = o.m_nNz;
-  g.nzAll = o.m_nNzAll > 0 ? o.m_nNzAll : o.m_nNz;
-  g.z0 = o.m_nZ0;
-  g.sy = o.m_nNx;
-  g.sz = (ptrdiff_t)o.m_nNx * o.m_nNy;
-  g.nPml = o.m_nPML;
-  g.nStart = o.m_nStart;
-  g.nFrame = std::min(o.m_nFrame, kTaperWidth);
-  g.pDamp = o.m_fDamp;
-  float* const* coef[3] = {o.m_pPmlCoefX, o.m_pPmlCoefY, o.m_pPmlCoefZ};
-  g.bPml = o.m_bPML;
-  for (int j = 0; j < P::kDer; j++) {
-    const TPmlMemInfo mi = PmlMem(P::Mem(j));
-    for (int h = 0; h < 2; h++) {
-      TPmlSide& sd = c.side[j][h];
-      sd.m = o.m_pPmlMem[P::Mem(j) + h];
-      sd.a = coef[mi.nAxis][PmlCoefA(mi.bForward, h == 1)];
-      sd.b = coef[mi.nAxis][PmlCoefB(mi.bForward, h == 1)];
-      if (!sd.m || !sd.a || !sd.b)
-        g.bPml = false;
-    }
-  }
-  // PML asked for but not allocated: plain steps, and no taper either.
-  if (o.m_bPML && !g.bPml)
-    g.nFrame = 0;
+  c.g =
+      MakeFdGrid(o.m_nNx, o.m_nNy, o.m_nNz, o.m_nNzAll, o.m_nZ0, o.m_bPML, o.m_nPML, o.m_nStart, o.m_nFrame, o.m_fDamp);
+  float* const* const coef[3] = {o.m_pPmlCoefX, o.m_pPmlCoefY, o.m_pPmlCoefZ};
+  SetPmlSides(c, o.m_pPmlMem, coef);
 }
 
 // Taper factors by x for each distance ry of a row (ry < frame), and in the

@@ -267,3 +267,29 @@ int CCalc3D::Save3DSnapshots() {
   }
   return 0;
 }
+
+int CCalc3D::Snap2DPosition(char cPlane) const {
+  const int s = (int)(m_fSnapYOffset / m_fH + 0.5);
+  if (cPlane == 'Y') {
+    const int x = (int)((m_ptShot.x - m_cubeGrid.x0) / m_fH + 0.5) + s;
+    return std::min(std::max(x, 0), m_nNx - 1);
+  }
+  const int y = (int)((m_ptShot.y - m_cubeGrid.y0) / m_fH + 0.5) + s;
+  return std::min(std::max(y, 0), m_nNy - 1);
+}
+
+fd::TSnapCube CCalc3D::SnapCube(const CCubeN& box, const C3DSizeN& size) const {
+  fd::TSnapCube c;
+  c.x0 = box.x0;
+  c.y0 = box.y0;
+  c.z0 = box.z0;
+  c.rx = (double)(box.x1 - box.x0 + 1) / size.cx;
+  c.ry = (double)(box.y1 - box.y0 + 1) / size.cy;
+  c.rz = (double)(box.z1 - box.z0 + 1) / size.cz;
+  c.nx = m_nNx;
+  c.ny = m_nNy;
+  c.m = GetCubeSize();
+  c.sx = size.cx;
+  c.sy = size.cy;
+  return c;
+}

@@ -17,7 +17,7 @@
 #include "StartupScan.h"
 #include "cluster/MessageTags.h"
 #include "common.h"
-#include "cuda/kelvo_cuda.h"
+#include "os.h"
 
 MPI_Group MPI_GROUP_WORLD = MPI_GROUP_NULL;
 MPI_Group MPI_GROUP_MT = MPI_GROUP_NULL;
@@ -125,7 +125,7 @@ int kelvo_main(int argc, char** argv) {
   szHost[79] = 0;
   const int nCPUs = (int)sysconf(_SC_NPROCESSORS_ONLN);
 
-  CStartupScan scan(nCPUs, CUDA_GetDeviceCount);
+  CStartupScan scan(nCPUs, os::GetCUDADeviceCount);
   scan.Scan("runtask.ini");
 
   CHostCensus* pCensus = nullptr;

@@ -54,6 +54,8 @@ CCalcSettings CKelvoApp::GetCalcSettings() const {
   s.m_bPlainSteps = m_bPlainSteps;
   s.m_nMemoryLimit = m_nMemoryLimit;
   s.m_nHostMemoryGB = m_nHostMemoryGB;
+  s.m_nGpuMemoryGB = m_nGpuMemoryGB;
+  s.m_nDevice = m_nDevice;
   return s;
 }
 

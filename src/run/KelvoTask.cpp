@@ -14,6 +14,7 @@
 #include "calc3d/Calc3D_OMP.h"
 #include "calc3d/FDLayout.h"
 
+#include "cuda/Calc3D_CUDA.h"
 static const char* const SEC_TASK = "[TASK]";
 static const char* const SEC_MODELING = "[modeling]";
 static const char* const SEC_SURVEY = "[Survey]";
@@ -145,6 +146,13 @@ int CKelvoApp::ReadTaskLines(std::vector<CString>& lines) {
     if (InitGPU() != 0)
       return -1;
   }
+    // The device has kernels for the acoustic method only so far.
+    if (m_bUseCUDA && m_nMethod != METHOD_ACOUSTIC) {
+      u_Warning("Warning! The GPU backend has no kernels for modelling method %d yet: the job runs on CPU "
+                "threads.\n",
+                m_nMethod);
+      m_bUseCUDA = false;
+    }
 
   m_nCPUs = os::GetCPUCount();
   if (!m_bUseCUDA || b1D) {
@@ -230,8 +238,10 @@ int CKelvoApp::ReadTaskLines(std::vector<CString>& lines) {
       return rc;
   } else {
     delete m_pCalc3D;
-    // Only the host backend is built in; InitGPU has cleared m_bUseCUDA.
-    m_pCalc3D = new CCalc3D_OMP();
+    if (m_bUseCUDA)
+      m_pCalc3D = new CCalc3D_CUDA();
+    else
+      m_pCalc3D = new CCalc3D_OMP();
     m_pCalc3D->m_nStart = fd::FdMethod(m_nMethod).nStart;
     if (m_nFirstPoint == 0)
       get_parameter_int(lines, SEC_MODELING, "First Point", &m_nFirstPoint);

@@ -64,3 +64,68 @@ int make_dir(const char* path) {
   }
   return access(path, F_OK) == 0 ? 0 : -1;
 }
+
+// ---- CUDA devices through the driver library ------------------------------
+
+#include <dlfcn.h>
+
+std::vector<std::string> os::m_arCUDA_Name;
+std::vector<double> os::m_arCUDA_Memory;
+void* os::hGetCUDAProcIDDLL = nullptr;
+bool os::bCudaDLLLoaded = false, os::bCudaFuncLoaded = false, os::bCudaFuncOk = false;
+int os::nCUDADevCount = 0;
+os::PFN_cuInit os::cuInit = nullptr;
+os::PFN_cuDeviceTotalMem os::cuDeviceTotalMem = nullptr;
+os::PFN_cuDeviceGetCount os::cuDeviceGetCount = nullptr;
+os::PFN_cuDeviceGetName os::cuDeviceGetName = nullptr;
+
+namespace {
+
+// One driver entry point; false (and the pointer null) when it is missing.
+template <typename F> bool LoadCudaSymbol(F& f, const char* szName) {
+  dlerror();
+  f = (F)dlsym(os::hGetCUDAProcIDDLL, szName);
+  return dlerror() == nullptr && f != nullptr;
+}
+
+bool s_bCudaTried = false;
+
+} // namespace
+
+int os::GetCUDADeviceCount() {
+  if (s_bCudaTried)
+    return bCudaFuncOk ? nCUDADevCount : 0;
+  s_bCudaTried = true;
+  hGetCUDAProcIDDLL = dlopen("libcuda.so", RTLD_LAZY);
+  if (!hGetCUDAProcIDDLL)
+    hGetCUDAProcIDDLL = dlopen("libcuda.so.1", RTLD_LAZY);
+  if (!hGetCUDAProcIDDLL)
+    return 0;
+  bCudaDLLLoaded = true;
+  bool bOk = LoadCudaSymbol(cuInit, "cuInit");
+  if (bOk && !LoadCudaSymbol(cuDeviceTotalMem, "cuDeviceTotalMem_v2"))
+    bOk = LoadCudaSymbol(cuDeviceTotalMem, "cuDeviceTotalMem");
+  bOk = bOk && LoadCudaSymbol(cuDeviceGetCount, "cuDeviceGetCount");
+  bOk = bOk && LoadCudaSymbol(cuDeviceGetName, "cuDeviceGetName");
+  int n = 0;
+  if (bOk) {
+    bCudaFuncLoaded = true;
+    bOk = cuInit(0) == 0 && cuDeviceGetCount(&n) == 0;
+  }
+  for (int i = 0; bOk && i < n; i++) {
+    size_t nBytes = 0;
+    char szName[256] = {0};
+    bOk = cuDeviceTotalMem(&nBytes, i) == 0 && cuDeviceGetName(szName, 255, i) == 0;
+    if (bOk) {
+      m_arCUDA_Name.push_back(szName);
+      m_arCUDA_Memory.push_back((double)nBytes / 1048576.0);
+    }
+  }
+  if (bOk) {
+    bCudaFuncOk = true;
+    nCUDADevCount = n;
+  }
+  dlclose(hGetCUDAProcIDDLL);
+  hGetCUDAProcIDDLL = nullptr;
+  return bOk ? n : 0;
+}
