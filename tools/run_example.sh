@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds kelvo, writes a small layered acoustic example job, runs it and
-# lists the merged shot gathers.
+# Builds kelvo, writes a small layered acoustic example job, runs it, lists
+# the merged shot gathers and draws a gather and the snapshots of a shot
+# (tools/kelvo_plot, when Python's matplotlib is installed).
 #
 # Usage: tools/run_example.sh [JOB_DIR] [kelvo_make_job options...]
 #   JOB_DIR defaults to ./example-job (relative to the current directory).
@@ -42,7 +43,10 @@ cmake --build "$BUILD_DIR" --target kelvo kelvo_make_job -j "$JOBS"
 
 echo "== Writing the example job to $JOB_DIR"
 [ "$REPLACE_JOB" -eq 1 ] && rm -rf "$JOB_DIR"
-"$BUILD_DIR/kelvo_make_job" --dir "$JOB_DIR" --shots 3 --receivers 31 "$@"
+# Snapshots every 0.1 s, except in the vertical-incidence method, which has none.
+SNAPSHOTS=(--snapshot 0.1,0.1)
+case " $* " in *" vertical "*) SNAPSHOTS=() ;; esac
+"$BUILD_DIR/kelvo_make_job" --dir "$JOB_DIR" --shots 3 --receivers 31 "${SNAPSHOTS[@]}" "$@"
 
 echo "== Running kelvo in $JOB_DIR"
 START=$(date +%s.%N)
@@ -80,3 +84,31 @@ if [ "$found" -eq 0 ]; then
   echo "no merged gathers found in $JOB_DIR" >&2
   exit 1
 fi
+
+# Pictures: the pressure gather (or the vertical one) of the middle shot and
+# the frames of its snapshot.
+if ! /usr/bin/python3 -c "import matplotlib, numpy, segyio" 2>/dev/null; then
+  echo "== No pictures: /usr/bin/python3 lacks matplotlib, numpy or segyio (.ci/setup installs python3-matplotlib python3-numpy python3-segyio)"
+  exit 0
+fi
+echo "== Pictures"
+PICTURES="$JOB_DIR/pictures"
+mkdir -p "$PICTURES"
+gather=""
+for f in "$JOB_DIR"/*+Gath3D*c.sgy "$JOB_DIR"/*+Gath3D*z.sgy; do
+  case "$(basename "$f")" in *-[0-9]*.sgy) continue ;; esac
+  [ -e "$f" ] && { gather="$f"; break; }
+done
+shots=$(awk '!/^#/ { print $1, $2, $3 }' "$JOB_DIR/survey.txt" | sort -u | wc -l)
+shot=$(((shots + 1) / 2))
+if [ -n "$gather" ]; then
+  "$REPO/tools/kelvo_plot" gather "$gather" --shot "$shot" -o "$PICTURES/gather.png" >/dev/null
+  echo "Gather of shot $shot ($(basename "$gather")): $PICTURES/gather.png"
+fi
+for f in "$JOB_DIR"/*+Snap3D*.zpl; do
+  [ -e "$f" ] || continue
+  case "$f" in *APU.zpl) comp=C ;; *) comp=Z ;; esac
+  "$REPO/tools/kelvo_plot" snapshot "$f" --section "$shot" --component "$comp" --sheet -o "$PICTURES/snapshot.png" \
+    >/dev/null
+  echo "Snapshots of shot $shot, component $comp ($(basename "$f")): $PICTURES/snapshot.png"
+done

@@ -127,7 +127,8 @@ def draw_frame(ax, sec, f, comp, args):
     im = ax.imshow(plane, extent=extent, aspect="equal", cmap=args.cmap or "seismic", vmin=-clip, vmax=clip,
                    interpolation="bilinear")
     if extent[0] <= sec.source_x <= extent[1]:
-        ax.plot([sec.source_x], [extent[3]], marker="*", color="gold", markeredgecolor="black", markersize=10,
+        # The header gives the shot's x only: a mark above the section.
+        ax.plot([sec.source_x], [extent[3]], marker="v", color="gold", markeredgecolor="black", markersize=9,
                 clip_on=False)
     ax.set_xlabel(xlabel)
     ax.set_ylabel(ylabel)
@@ -226,13 +227,18 @@ def draw_slices(fig, cube, ix, iy, iz, style, label, args):
         kw = dict(cmap=args.cmap or ("viridis" if style == "model" else "turbo"), vmin=lo, vmax=hi or 1.0)
     # Samples stand at the centres of the picture's cells.
     x, y, z = edges(cube.x), edges(cube.y), edges(cube.z)
-    panels = [(v[iy, :, :].T, (x[0], x[-1], z[-1], z[0]), "x (m)", "Depth (m)", "y = %g m" % cube.y[iy]),
-              (v[:, ix, :].T, (y[0], y[-1], z[-1], z[0]), "y (m)", "Depth (m)", "x = %g m" % cube.x[ix]),
-              (v[:, :, iz], (x[0], x[-1], y[0], y[-1]), "x (m)", "y (m)", "depth %g m" % cube.z[iz])]
+    xl, yl = cube.xlabel, cube.ylabel
+    metres = xl == "x (m)"
+    at = (lambda a, v: "%s = %g m" % (a, v)) if metres else (lambda a, v: "%s %g" % (a, v))
+    panels = [(v[iy, :, :].T, (x[0], x[-1], z[-1], z[0]), xl, "Depth (m)", at(yl.split()[0], cube.y[iy])),
+              (v[:, ix, :].T, (y[0], y[-1], z[-1], z[0]), yl, "Depth (m)", at(xl.split()[0], cube.x[ix])),
+              (v[:, :, iz], (x[0], x[-1], y[0], y[-1]), xl, yl, "depth %g m" % cube.z[iz])]
+    # Panels as wide as their horizontal extents, so that all share one scale.
+    grid = fig.add_gridspec(1, 3, width_ratios=[x[-1] - x[0], y[-1] - y[0], x[-1] - x[0]] if metres else None)
     axes = []
     for k, (plane, extent, xl, yl, title) in enumerate(panels):
-        ax = fig.add_subplot(1, 3, k + 1)
-        im = ax.imshow(plane, extent=extent, aspect="equal", origin="upper" if k < 2 else "lower",
+        ax = fig.add_subplot(grid[0, k])
+        im = ax.imshow(plane, extent=extent, aspect="equal" if metres else "auto", origin="upper" if k < 2 else "lower",
                        interpolation="nearest", **kw)
         ax.set_xlabel(xl)
         ax.set_ylabel(yl)

@@ -106,6 +106,8 @@ class Traces:
                 scale = _scaler(field(TF.SourceGroupScalar))
                 self.sx, self.sy = field(TF.SourceX) * scale, field(TF.SourceY) * scale
                 self.rx, self.ry = field(TF.GroupX) * scale, field(TF.GroupY) * scale
+                self.cdpx, self.cdpy = field(TF.CDP_X) * scale, field(TF.CDP_Y) * scale
+                self.inline, self.crossline = field(TF.INLINE_3D), field(TF.CROSSLINE_3D)
                 self.offset = field(TF.offset)
                 self.shot_id = field(TF.EnergySourcePoint)
                 self.source_depth = -field(TF.SourceSurfaceElevation) * _scaler(field(TF.ElevationScalar))
@@ -139,6 +141,16 @@ class Cube:
     def __init__(self, path, shot):
         t = Traces(path)
         self.path = path
+        # Columns stand where kelvo reads them in a model: at the receiver, at
+        # the CDP when all receivers share one point, else at crossline (x)
+        # and inline (y) numbers.
+        self.xlabel, self.ylabel = "x (m)", "y (m)"
+        if t.data.shape[0] > 1 and np.ptp(t.rx) == 0 and np.ptp(t.ry) == 0:
+            if np.ptp(t.cdpx) > 0 or np.ptp(t.cdpy) > 0:
+                t.rx, t.ry = t.cdpx, t.cdpy
+            else:
+                t.rx, t.ry = t.crossline, t.inline
+                self.xlabel, self.ylabel = "Crossline", "Inline"
         # A merged file of time fields holds one cube a shot, one after
         # another: its columns stand more than once.
         columns = np.unique(np.column_stack([np.round(t.rx, 3), np.round(t.ry, 3)]), axis=0)
