@@ -102,20 +102,25 @@ plot() { # kind file [options]: a picture into pictures/, its path printed
 # middle shot, cubes. The vertical velocity, and the pressure where the
 # method is acoustic; the snapshots of pressure in the acoustic method.
 draw() { # job directory
-  local dir=$1 ok=0 f c shot comps=z
+  local dir=$1 ok=0 f c shot comps=z gain=2
   mkdir -p "$dir/pictures"
   plot model "$dir/vp.sgy" || ok=1
   shot=$((($(awk '!/^#/ { print $1, $2, $3 }' "$dir/survey.txt" | sort -u | wc -l) + 1) / 2))
   grep -qE '^Run Computation=(3D Acoustic|Vertical Incidence)' "$dir/runtask.ini" && comps="c z"
+  # Gathers of 3-D shots get a gain of t^2 against the spreading of the wavefront.
+  grep -q '^Run Computation=Vertical Incidence' "$dir/runtask.ini" && gain=0
   for c in $comps; do
-    plot gather "$(ls "$dir"/vp+Gath3D*"$c".sgy 2>/dev/null | head -n 1)" --shot "$shot" || ok=1
+    plot gather "$(ls "$dir"/vp+Gath3D*"$c".sgy 2>/dev/null | head -n 1)" --shot "$shot" --gain "$gain" || ok=1
   done
   for f in "$dir"/vp+Snap3D*.zpl; do
     [ -e "$f" ] || continue
     case "$comps" in c*) c=C ;; *) c=Z ;; esac
     plot snapshot "$f" --sheet --component "$c" --section "$shot" || ok=1
   done
-  for f in "$dir"/vp+Time3D*.sgy "$dir"/vp+3DSnap3D*.sgy; do
+  for f in "$dir"/vp+Time3D*.sgy; do
+    [ -e "$f" ] && { plot cube "$f" --shot "$shot" || ok=1; }
+  done
+  for f in "$dir"/vp+3DSnap3D*-"$shot".sgy; do
     [ -e "$f" ] && { plot cube "$f" || ok=1; }
   done
   return $ok

@@ -43,9 +43,11 @@ cmake --build "$BUILD_DIR" --target kelvo kelvo_make_job -j "$JOBS"
 
 echo "== Writing the example job to $JOB_DIR"
 [ "$REPLACE_JOB" -eq 1 ] && rm -rf "$JOB_DIR"
-# Snapshots every 0.1 s, except in the vertical-incidence method, which has none.
+# Snapshots every 0.1 s, and a gain of t^2 on the gather drawn, except in the
+# vertical-incidence method, which has no snapshots and no spreading.
 SNAPSHOTS=(--snapshot 0.1,0.1)
-case " $* " in *" vertical "*) SNAPSHOTS=() ;; esac
+GAIN=2
+case " $* " in *" vertical "*) SNAPSHOTS=() GAIN=0 ;; esac
 "$BUILD_DIR/kelvo_make_job" --dir "$JOB_DIR" --shots 3 --receivers 31 "${SNAPSHOTS[@]}" "$@"
 
 echo "== Running kelvo in $JOB_DIR"
@@ -102,7 +104,7 @@ done
 shots=$(awk '!/^#/ { print $1, $2, $3 }' "$JOB_DIR/survey.txt" | sort -u | wc -l)
 shot=$(((shots + 1) / 2))
 if [ -n "$gather" ]; then
-  "$REPO/tools/kelvo_plot" gather "$gather" --shot "$shot" -o "$PICTURES/gather.png" >/dev/null
+  "$REPO/tools/kelvo_plot" gather "$gather" --shot "$shot" --gain "$GAIN" -o "$PICTURES/gather.png" >/dev/null
   echo "Gather of shot $shot ($(basename "$gather")): $PICTURES/gather.png"
 fi
 for f in "$JOB_DIR"/*+Snap3D*.zpl; do

@@ -138,6 +138,7 @@ refused "no such shot" "holds 2 shot(s); there is no shot 3." gather "$J/vp+Gath
 refused "no such component" "has the components ZXYC, not Q." snapshot "$J/vp+Snap3DAPU.zpl" --component Q
 refused "unwritable picture" "Error! Unable to write" gather "$J/vp+Gath3DAPUc.sgy" -o "$WORK/none/g.png"
 refused "bad size" "--size" gather "$J/vp+Gath3DAPUc.sgy" --size 10x10
+refused "unknown colour map" "Error! Unknown colour map 'nope'" gather "$J/vp+Gath3DAPUc.sgy" --cmap nope
 # Without matplotlib the tool says what to install.
 mkdir -p "$WORK/nompl/matplotlib"
 echo 'raise ImportError("No module named matplotlib")' >"$WORK/nompl/matplotlib/__init__.py"

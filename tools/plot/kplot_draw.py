@@ -81,6 +81,9 @@ def plot_gather(args):
     data = t.data[idx]
     # Sample positions of a gather are in milliseconds; the picture is in seconds.
     times = t.samples / 1000.0
+    if args.gain:
+        # Makes up for the spreading of the wavefront: late arrivals show.
+        data = data * np.maximum(times, 0.0) ** args.gain
     x, xlabel = gather_axis(t, idx)
     clip = clip_of(data, args.clip)
     fig = figure(args)
@@ -103,7 +106,8 @@ def plot_gather(args):
     shot = "shot %d of %d" % (args.shot, len(shots))
     if t.shot_id[idx[0]] > 0 and len(shots) > 1:
         shot += " (id %d)" % t.shot_id[idx[0]]
-    ax.set_title("%s: %s, %d traces" % (os.path.basename(args.file), shot, idx.size), fontsize=10)
+    gain = ", gain t^%g" % args.gain if args.gain else ""
+    ax.set_title("%s: %s, %d traces%s" % (os.path.basename(args.file), shot, idx.size, gain), fontsize=10)
     text = describe(ax)
     yield save(fig, default_output(args)), text
 
