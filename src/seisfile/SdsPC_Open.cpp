@@ -187,6 +187,7 @@ void CSdsPC::OpenFromCache(int bDepth, int nLift) {
 bool CSdsPC::OpenByScan(int bDepth, int nLift) {
   m_nUnit = bDepth ? DU_M : DU_MSEC;
   GetInfoTraceFromFile(m_szFileName);
+  rewind(m_fp); // a refused cache may have been checked against the file
 
   CString strError;
   int nShapeClass = 0;

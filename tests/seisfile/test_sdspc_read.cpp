@@ -200,7 +200,7 @@ static std::vector<unsigned char> tiny_file(int16_t format, int16_t ns, int16_t 
   return b;
 }
 
-TEST_F(SdsPCRead, DamagedMissingAndUnsupportedFilesFailWithTheirMessage) {
+TEST_F(SdsPCRead, DamagedMissingAndUnknownFilesFailWithTheirMessage) {
   auto cut = [](std::vector<unsigned char> b, size_t n) {
     b.resize(n);
     return b;
@@ -222,7 +222,6 @@ TEST_F(SdsPCRead, DamagedMissingAndUnsupportedFilesFailWithTheirMessage) {
       {"format7.sgy", true, tiny_file(7, 10, 1000, 2), "Number of Samples in trace is 0"}, // no sample size
       {"none.sgy", false, {}, "File '" + Path("none.sgy") + "' is not opened!"},
       {"x.kti", false, {}, "has incorrect extension. It have to be from the set '.sgy', '.kti', '.rec', '.zpl'!"},
-      {"a.rec", true, tiny_file(1, 10, 1000, 2), "not supported"},
       {"a.zpl", false, {}, "File '" + Path("a.zpl") + "' is not opened!"},
   };
   for (const auto& c : cases) {
