@@ -2,6 +2,7 @@
 // file positioning.
 #include "SdsPC.h"
 
+#include <algorithm>
 #include <cmath>
 #include <strings.h>
 
@@ -196,12 +197,14 @@ C3DSizeN CSdsPC::GetXYSize(CPointR src) {
     }
     pPrev = &r;
   }
-  int nx = 1, ny = 1;
-  if (stepX > 0.0 && !rc.IsEmpty())
-    nx = (int)((rc.x1 - rc.x0) / stepX + 1.1);
-  if (stepY > 0.0 && !rc.IsEmpty())
-    ny = (int)((rc.y1 - rc.y0) / stepY + 1.1);
-  int n = nx * ny;
+  // Points along one side; 1 without a step, and for sides that no int holds
+  // (coordinates of a damaged file).
+  auto points = [&rc](double width, double step) {
+    const double v = step > 0.0 && !rc.IsEmpty() ? width / step + 1.1 : 1.0;
+    return v >= 1.0 && v < 2e9 ? (int)v : 1;
+  };
+  int nx = points(rc.x1 - rc.x0, stepX), ny = points(rc.y1 - rc.y0, stepY);
+  int n = (int)std::min<int64_t>((int64_t)nx * ny, 0x7FFFFFFF);
   if (n < nKept / 2) {
     // Irregular sampling: the smallest step underestimated the grid.
     if (nx < 2) {

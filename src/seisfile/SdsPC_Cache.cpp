@@ -132,7 +132,10 @@ bool CSdsPC::GetInfoHeaderFromFile(const char* szFile, int /*nReserved*/) {
     u_Print("%s is not used, DataType error\n", szName);
     return false;
   }
-  m_DataType = (SGYDATATYPE)nType;
+  // Enumerations take only their own values; others refuse the cache below.
+  bool bRange = nType >= SGY_NONE && nType <= SGY_T1;
+  if (bRange)
+    m_DataType = (SGYDATATYPE)nType;
   if (!rd(f, m_arInfo, sizeof(SDS_INFOROW) * 11)) {
     u_Print("%s is not used\n", szName);
     return false;
@@ -149,7 +152,9 @@ bool CSdsPC::GetInfoHeaderFromFile(const char* szFile, int /*nReserved*/) {
   if (!rd(f, m_pSR, sizeof(SDS_TRACEINFO) * nCount) || !rd(f, &nUnit, 4) || !rd(f, &m_rValueScale, 8))
     return false;
   m_nTraceCount = nCount;
-  m_nUnit = (DATAUNIT)nUnit;
+  bRange = bRange && nUnit >= DU_SEC && nUnit <= DU_M;
+  if (bRange)
+    m_nUnit = (DATAUNIT)nUnit;
 
   // From here on the file may end early and still be good.
   char szComps[8], cComp;
@@ -159,12 +164,12 @@ bool CSdsPC::GetInfoHeaderFromFile(const char* szFile, int /*nReserved*/) {
     int32_t nFoot = 0;
     const bool bFoot = rd(f, &nFoot, 4);
     m_bFileFoot = bFoot ? nFoot : 0;
-    if (m_bFileFoot != bFOOT)
+    if (bRange && m_bFileFoot != bFOOT)
       ConvertFileLengths(m_bFileFoot == 0 ? 3.2808399f : 0.3048f);
     if (bFoot)
       rd(f, m_arInfo + 11, sizeof(SDS_INFOROW) * 4);
   }
-  if (!IsCacheConsistent()) {
+  if (!bRange || !IsCacheConsistent()) {
     u_Warning("Warning! %s is not used: its content does not match the file '%s'.\n", szName, m_szFileName);
     return false;
   }
@@ -175,9 +180,9 @@ bool CSdsPC::GetInfoHeaderFromFile(const char* szFile, int /*nReserved*/) {
 // ranges, and a table whose traces lie inside the main file, in file order,
 // with trace headers of the file's type where its first and last records say.
 bool CSdsPC::IsCacheConsistent() {
-  if (m_DataType < SGY_NONE || m_DataType > SGY_T1 || (m_bSwap != 0 && m_bSwap != 1) || m_nParts < 0 ||
-      m_nUnit < DU_SEC || m_nUnit > DU_M || (m_bFileFoot != 0 && m_bFileFoot != 1) || !std::isfinite(m_rValueScale) ||
-      !finite3(&m_rT0) || !finite3(&m_rX0))
+  if ((m_bSwap != 0 && m_bSwap != 1) || m_nParts < 0 || (m_bFileFoot != 0 && m_bFileFoot != 1) ||
+      !std::isfinite(m_rValueScale) || !finite3(&m_rT0) || !finite3(&m_rX0) ||
+      (m_nFileLen > 0 && m_nTraceLen > m_nFileLen))
     return false;
   const int nHeader = m_Type == SGY ? 240 : m_Type == REC ? 80 : ZPL_HEADER_BYTES;
   const int64_t nFirst = m_Type == SGY ? 3600 : 0;

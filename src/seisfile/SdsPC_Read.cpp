@@ -59,6 +59,10 @@ bool CSdsPC::GetTraceSGY(const SDS_TRACEINFO& r, float* out, int n, int& m) {
     return false;
   }
   int nBytes = GetTraceLenSDS(&h);
+  if (m_nFileLen > 0 && r.m_nPos + 240 + nBytes > m_nFileLen) {
+    u_Print("GetTrace SGY file reading error: !fread\n");
+    return false;
+  }
   std::vector<unsigned char> buf;
   try {
     buf.resize(nBytes);

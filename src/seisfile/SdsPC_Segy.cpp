@@ -224,7 +224,8 @@ int CSdsPC::GetTraceLenSDS(SGY_TRACEHEADER* h) {
   int ns = h->GetInt16(114);
   if (ns <= 0)
     ns = m_nTraceLen;
-  return SizeOfPointSDS(h) * ns;
+  const int64_t nBytes = (int64_t)SizeOfPointSDS(h) * ns;
+  return nBytes <= 0x7FFFFFFF ? (int)nBytes : 0;
 }
 
 bool CSdsPC::GetTraceHeader(int nTrace, SGY_TRACEHEADER& h, int bCheck) {
