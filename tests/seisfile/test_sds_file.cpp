@@ -56,28 +56,24 @@ TEST_F(SdsFile, HeaderAxisHoldsWholeUnits) {
       {0, 4000, 4, 0, 4004, 4, 1001},         // a step of at least 1 stays as it is
       {100, 300, 10, 100, 310, 10, 21},
   };
+  SDS_TRACEINFO info{};
+  info.m_fXs = 10.0f, info.m_fXr = 31.0f, info.m_fYs = -5.0f, info.m_fYr = 7.0f;
+  CSdsPC sds;
   for (const auto& c : cases) {
-    SDS_TRACEINFO info{};
-    info.m_fXs = 10.0f, info.m_fXr = 31.0f, info.m_fYs = -5.0f, info.m_fYr = 7.0f;
     SDS_TRACEHEADER h = make_header(9, info, c.t0, c.t1, c.dt, 0);
     EXPECT_EQ(h.GetInt32(40), c.start) << c.dt;
     EXPECT_EQ(h.GetInt32(44), c.end) << c.dt;
     EXPECT_EQ(h.GetInt32(56), c.step) << c.dt;
-    CSdsPC sds;
     EXPECT_EQ(sds.GetTraceLenSDS(&h), 4 * c.samples) << c.dt;
-    // Fixed fields: ids, scaler, positions and the mid-point, marks.
-    EXPECT_EQ(h.GetInt32(0), 9);
-    EXPECT_EQ(h.GetInt32(12), 1);
-    EXPECT_EQ(h.GetInt32(16), 9);
-    EXPECT_EQ(h.GetInt32(20), 10);
-    EXPECT_EQ(h.GetInt32(24), 20);
-    EXPECT_EQ(h.GetInt32(28), 31);
-    EXPECT_EQ(h.GetInt32(72), -5);
-    EXPECT_EQ(h.GetInt32(76), 7);
-    EXPECT_EQ(h.GetInt32(60), 100);
-    EXPECT_EQ(std::string((const char*)h.m_buf + 36, 4), "R4  ");
-    EXPECT_EQ(std::string((const char*)h.m_buf + 64, 8), "SP01    ");
   }
+  // Ids, scaler, positions with the mid-point, the marks of this system.
+  SDS_TRACEHEADER h = make_header(9, info, 0, 10, 1, 2);
+  const int32_t fields[][2] = {{0, 9}, {12, 1}, {16, 9}, {20, 10}, {24, 20}, {28, 31}, {72, -5}, {76, 7}, {60, 100}};
+  for (const auto& f : fields)
+    EXPECT_EQ(h.GetInt32(f[0]), f[1]) << "offset " << f[0];
+  EXPECT_EQ(std::string((const char*)h.m_buf + 36, 4), "T1  ");
+  EXPECT_EQ(std::string((const char*)h.m_buf + 64, 8), "SP01    ");
+  EXPECT_EQ(sds.GetTraceLenSDS(&h), 11);
 }
 
 TEST(SdsCodec, DifferencesStayWithinHalfAUnitWhileStepsFitAByte) {
