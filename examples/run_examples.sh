@@ -2,10 +2,11 @@
 # Writes the example jobs of examples/README.md with kelvo_make_job, runs
 # each and draws its pictures with tools/kelvo_plot into <job>/pictures/.
 #
-# Usage: examples/run_examples.sh [--small] [--out DIR] [NAME...]
-#   NAME     acoustic elastic-free visco vti tti vertical mpi-depth (default all)
-#   --small  a small model and a short record of each (minutes become seconds)
-#   --out    directory of the job directories (default ./examples-out)
+# Usage: examples/run_examples.sh [--small] [--draw-only] [--out DIR] [NAME...]
+#   NAME         acoustic elastic-free visco vti tti vertical mpi-depth (default all)
+#   --small      a small model and a short record of each (minutes become seconds)
+#   --draw-only  draw the jobs already run again, without running them
+#   --out        directory of the job directories (default ./examples-out)
 # Environment: BUILD_DIR (default <repository>/build), built when kelvo or
 # kelvo_make_job is missing there; MPIRUN (default mpirun).
 # Exit status: 0 all jobs ran and were drawn, 1 a job or a picture failed,
@@ -18,12 +19,14 @@ MPIRUN="${MPIRUN:-mpirun}"
 PLOT="$REPO/tools/kelvo_plot"
 OUT="./examples-out"
 SMALL=0
+DRAW_ONLY=0
 NAMES=()
 while [ $# -gt 0 ]; do
   case "$1" in
   --small) SMALL=1 ;;
+  --draw-only) DRAW_ONLY=1 ;;
   --out) OUT="$2"; shift ;;
-  -h | --help) sed -n '2,13p' "$0" | cut -c3-; exit 0 ;;
+  -h | --help) sed -n '2,14p' "$0" | cut -c3-; exit 0 ;;
   -*) echo "run_examples.sh: unknown option $1" >&2; exit 2 ;;
   *) NAMES+=("$1") ;;
   esac
@@ -100,7 +103,9 @@ plot() { # kind file [options]: a picture into pictures/, its path printed
 
 # The pictures of one finished job: model, gathers and snapshots of the
 # middle shot, cubes. The vertical velocity, and the pressure where the
-# method is acoustic; the snapshots of pressure in the acoustic method.
+# method is acoustic; snapshots of the pressure (mean stress) where the
+# shape of the P wavefront matters, of the vertical velocity for S and
+# surface waves.
 draw() { # job directory
   local dir=$1 ok=0 f c shot comps=z gain=2
   mkdir -p "$dir/pictures"
@@ -112,9 +117,10 @@ draw() { # job directory
   for c in $comps; do
     plot gather "$(ls "$dir"/vp+Gath3D*"$c".sgy 2>/dev/null | head -n 1)" --shot "$shot" --gain "$gain" || ok=1
   done
+  c=Z
+  grep -qE '^Run Computation=3D (Acoustic|Elastic Anisotropic)' "$dir/runtask.ini" && c=C
   for f in "$dir"/vp+Snap3D*.zpl; do
     [ -e "$f" ] || continue
-    case "$comps" in c*) c=C ;; *) c=Z ;; esac
     plot snapshot "$f" --sheet --component "$c" --section "$shot" || ok=1
   done
   for f in "$dir"/vp+Time3D*.sgy; do
@@ -130,8 +136,12 @@ mkdir -p "$OUT" || exit 1
 for name in "${NAMES[@]}"; do
   opts="$(options "$name")" || { echo "run_examples.sh: no example '$name' (${ALL[*]})" >&2; exit 2; }
   dir="$OUT/$name"
-  rm -rf "$dir"
   echo "== $name"
+  if [ "$DRAW_ONLY" = 1 ]; then
+    [ "$DRAW" = 1 ] && { draw "$dir" || FAILED+=("$name (pictures)"); }
+    continue
+  fi
+  rm -rf "$dir"
   # shellcheck disable=SC2086 # the options are words
   if ! "$BUILD_DIR/kelvo_make_job" --dir "$dir" $opts >"$OUT/$name.make.txt" 2>&1; then
     cat "$OUT/$name.make.txt"
