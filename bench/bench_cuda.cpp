@@ -1,8 +1,10 @@
-// The acoustic step on a CUDA device: Gcells/s of the interior and of the
-// whole step with PML, against the device's copy bandwidth measured in the
-// same run (56 bytes move per cell-update: the roofline).
+// The steps of every method on a CUDA device: Gcells/s of the interior and
+// of the whole step with PML, against the device's copy bandwidth measured in
+// the same run; the roofline of a method is that bandwidth over the bytes a
+// cell-update moves (both half-steps: each field read once and the updated
+// ones written once, each coefficient read once).
 //   bench_cuda [N [STEPS]]   (default 512, 20)
-//   bench_cuda --probe       exit 0 with a device, 77 without
+//   bench_cuda --probe       exit 0 with a working device, 77 without
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -14,30 +16,44 @@
 
 namespace {
 
-// Both half-steps of nSteps steps over the box inside the halo; seconds a step.
-double TimeStep(int n, int nSteps) { return CUDA_3DFD_TimeSteps(nSteps, 2, 2, 2, n - 3, n - 3, n - 3); }
+struct TMethod {
+  const char* szName;
+  int nMethod, nViscoL;
+  int nBytes; // per cell-update
+};
 
-// Allocates and loads an n^3 acoustic grid; nPml 0 runs without PML and
-// without taper, so that every point takes the interior path.
-bool Prepare(int n, int nPml) {
-  if (CUDA_3DFD_AllocateMemory(fd::FD_ACOUSTIC, nPml > 0 ? fd::FrameWidth(fd::FD_ACOUSTIC, true) : 0, n, n, n, 0, n, 0,
+// Both half-steps of nSteps steps over the box inside the halo; seconds a step.
+double TimeStep(int n, int s, int nSteps) {
+  return CUDA_3DFD_TimeSteps(nSteps, s, s, s, n - s - 1, n - s - 1, n - s - 1);
+}
+
+// Allocates and loads an n^3 grid of a homogeneous medium; nPml 0 runs
+// without PML and without taper, so that every point takes the interior path.
+bool Prepare(const TMethod& t, int n, int nPml) {
+  const int s = fd::FdMethod(t.nMethod).nStart;
+  if (CUDA_3DFD_AllocateMemory(t.nMethod, nPml > 0 ? fd::FrameWidth(t.nMethod, true) : 0, n, n, n, 0, n, t.nViscoL,
                                false, false) != 0)
     return false;
   const size_t m = (size_t)n * n * n;
-  std::vector<float> k(m, 0.1f), b(m, 0.2f);
+  std::vector<float> k(m, 0.1f), mu(m, 0.03f), b(m, 0.2f), visco(3 * (size_t)t.nViscoL * m, 0.01f);
   const float damp[fd::kTaperWidth] = {1.0f};
   C3DShotPoint pt{(size_t)(n / 2) * n * n + (size_t)(n / 2) * n + n / 2, 0};
   if (CUDA_3DFD_AllocateMemorySeismogram(1, 0, 0) != 0 ||
-      CUDA_3DFD_LoadData(10, 0.001f, fd::TMoment{}, k.data(), nullptr, b.data(), nullptr, 0, 1, &pt, nullptr, nullptr,
-                         damp, nullptr) != 0)
+      CUDA_3DFD_LoadData(10, 0.001f, fd::TMoment{}, k.data(), mu.data(), b.data(), nullptr,
+                         t.nViscoL ? visco.data() : nullptr, 0, 1, &pt, nullptr, nullptr, damp, nullptr) != 0)
     return false;
+  if (t.nMethod >= fd::FD_ORTHORHOMBIC) {
+    const float* pC[21];
+    for (int c = 0; c < 21; c++)
+      pC[c] = c < 6 || c > 8 ? k.data() : mu.data();
+    if (CUDA_3DFD_LoadAnisotropicModel(t.nMethod == fd::FD_ANISOTROPIC ? 21 : 9, pC) != 0)
+      return false;
+  }
   const size_t nCount[3] = {(size_t)n * n * nPml, (size_t)n * n * nPml, (size_t)n * n * nPml};
   std::vector<float> coef(nCount[0], 0.5f);
-  float* const c[3][8] = {
-      {coef.data(), coef.data(), coef.data(), coef.data(), coef.data(), coef.data(), coef.data(), coef.data()},
-      {coef.data(), coef.data(), coef.data(), coef.data(), coef.data(), coef.data(), coef.data(), coef.data()},
-      {coef.data(), coef.data(), coef.data(), coef.data(), coef.data(), coef.data(), coef.data(), coef.data()}};
-  return CUDA_3DFD_LoadPML(fd::FD_ACOUSTIC, nPml, 2, c, nCount) == 0;
+  float* const p = coef.data();
+  float* const c[3][8] = {{p, p, p, p, p, p, p, p}, {p, p, p, p, p, p, p, p}, {p, p, p, p, p, p, p, p}};
+  return CUDA_3DFD_LoadPML(t.nMethod, nPml, s, c, nCount) == 0;
 }
 
 } // namespace
@@ -55,26 +71,32 @@ int main(int argc, char** argv) {
   printf("Device: %s, capability %.1f, runtime %.1f\n", CUDA_GetDeviceName(0), CUDA_GetDeviceCapability(0),
          CUDA_GetRuntimeVersion(0));
   const double bw = CUDA_3DFD_CopyBandwidth((size_t)1 << 30, 10);
-  const double roof = bw / 56.0; // Gcells/s
-  printf("Copy bandwidth: %.0f GB/s; acoustic roofline %.2f Gcells/s at 56 bytes a cell-update\n", bw, roof);
-  const double cells = (double)(n - 4) * (n - 4) * (n - 4);
-  double tInner = -1, tPml = -1;
-  if (Prepare(n, 0)) {
-    TimeStep(n, 2);
-    tInner = TimeStep(n, nSteps);
+  printf("Copy bandwidth (read + write): %.0f GB/s\n", bw);
+  const TMethod methods[] = {{"acoustic", fd::FD_ACOUSTIC, 0, 56},
+                             {"elastic", fd::FD_ELASTIC, 0, 120},
+                             {"viscoelastic L=3", fd::FD_ELASTIC, 3, 120 + 3 * 3 * 4 + 3 * 6 * 8},
+                             {"orthorhombic", fd::FD_ORTHORHOMBIC, 0, 148},
+                             {"general anisotropic", fd::FD_ANISOTROPIC, 0, 196}};
+  int nFailed = 0;
+  for (const TMethod& t : methods) {
+    const int s = fd::FdMethod(t.nMethod).nStart;
+    const double cells = (double)(n - 2 * s) * (n - 2 * s) * (n - 2 * s);
+    double tInner = -1, tPml = -1;
+    if (Prepare(t, n, 0) && TimeStep(n, s, 2) > 0)
+      tInner = TimeStep(n, s, nSteps);
+    if (Prepare(t, n, fd::FdMethod(t.nMethod).nPml) && TimeStep(n, s, 2) > 0)
+      tPml = TimeStep(n, s, nSteps);
+    CUDA_3DFD_FreeMemory(true, true, true, true, true);
+    if (tInner <= 0 || tPml <= 0) {
+      printf("%-20s FAILED: the steps did not run (out of memory at %d^3?)\n", t.szName, n);
+      nFailed++;
+      continue;
+    }
+    const double roof = bw / t.nBytes, gInner = cells / tInner / 1e9, gPml = cells / tPml / 1e9;
+    printf("%-20s %d^3: roofline %.2f Gcells/s at %d bytes; interior %.2f Gcells/s = %.0f%%; with PML %.2f "
+           "Gcells/s = %.0f%%, PML overhead %+.0f%%\n",
+           t.szName, n, roof, t.nBytes, gInner, 100 * gInner / roof, gPml, 100 * gPml / roof,
+           100 * (tPml / tInner - 1));
   }
-  if (Prepare(n, 21)) {
-    TimeStep(n, 2);
-    tPml = TimeStep(n, nSteps);
-  }
-  CUDA_3DFD_FreeMemory(true, true, true, true, true);
-  if (tInner <= 0 || tPml <= 0) {
-    printf("FAILED: the steps did not run\n");
-    return 1;
-  }
-  const double gInner = cells / tInner / 1e9, gPml = cells / tPml / 1e9;
-  printf("%d^3, %d steps: interior %.2f Gcells/s = %.0f%% of roofline; whole step with PML %.2f Gcells/s = %.0f%%; "
-         "PML overhead %+.0f%%\n",
-         n, nSteps, gInner, 100 * gInner / roof, gPml, 100 * gPml / roof, 100 * (tPml / tInner - 1));
-  return 0;
+  return nFailed ? 1 : 0;
 }

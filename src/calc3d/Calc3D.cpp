@@ -61,3 +61,55 @@ void CCalc3D::SaveDebugCube(const char* szFile, const float* pData) {
     }
   }
 }
+
+void CCalc3D::AllocateModelArrays(float* (*pfnNew)(size_t), size_t m) {
+  const int nMethod = GetMethod();
+  m_pK = pfnNew(m);
+  m_pB = pfnNew(m);
+  if (m_nViscoL > 0)
+    m_pVisco = pfnNew(3 * (size_t)m_nViscoL * m);
+  if (!m_Set.m_strModelQ.IsEmpty())
+    m_pQ = pfnNew(m);
+  if (nMethod > METHOD_ACOUSTIC)
+    m_pMu = pfnNew(m);
+  if (nMethod > METHOD_ELASTIC) {
+    const struct {
+      const CString& strFile;
+      float** pp;
+    } thomsen[] = {{m_Set.m_strAnisEpsilon, &m_pAnisEps},
+                   {m_Set.m_strAnisDelta, &m_pAnisDelta},
+                   {m_Set.m_strAnisGamma, &m_pAnisGamma},
+                   {m_Set.m_strAnisAzimuth, &m_pAnisAlpha},
+                   {m_Set.m_strAnisPhi, &m_pAnisPhi}};
+    for (const auto& t : thomsen)
+      if (!t.strFile.IsEmpty())
+        *t.pp = pfnNew(m);
+    for (float** p : {&m_pC11, &m_pC12, &m_pC13, &m_pC22, &m_pC23, &m_pC33, &m_pC44, &m_pC55, &m_pC66})
+      *p = pfnNew(m);
+  }
+  if (nMethod == METHOD_ANISOTROPIC)
+    for (float** p :
+         {&m_pC14, &m_pC15, &m_pC16, &m_pC24, &m_pC25, &m_pC26, &m_pC34, &m_pC35, &m_pC36, &m_pC45, &m_pC46, &m_pC56})
+      *p = pfnNew(m);
+}
+
+void CCalc3D::FreeModelArrays() {
+  float** model[] = {&m_pK,       &m_pMu,  &m_pB,   &m_pQ,   &m_pAnisEps, &m_pAnisDelta, &m_pAnisGamma, &m_pAnisAlpha,
+                     &m_pAnisPhi, &m_pC11, &m_pC12, &m_pC13, &m_pC22,     &m_pC23,       &m_pC33,       &m_pC44,
+                     &m_pC55,     &m_pC66, &m_pC14, &m_pC15, &m_pC16,     &m_pC24,       &m_pC25,       &m_pC26,
+                     &m_pC34,     &m_pC35, &m_pC36, &m_pC45, &m_pC46,     &m_pC56,       &m_pVisco};
+  for (float** p : model)
+    FreeArray(*p);
+}
+
+int CCalc3D::ModelGridCount() const {
+  const int nMethod = GetMethod();
+  int G = 2 + (m_Set.m_strModelQ.IsEmpty() ? 0 : 1);
+  if (nMethod == METHOD_ELASTIC)
+    G += 1;
+  else if (nMethod == METHOD_ORTHORHOMBIC)
+    G += 8;
+  else if (nMethod == METHOD_ANISOTROPIC)
+    G += 20;
+  return m_nViscoL > 0 ? G - 1 : G;
+}

@@ -239,6 +239,14 @@ public:
   float** GetComponentArray(int nComponent);
   // Writes a whole local cube to a debug SEG-Y file (failures are silent).
   void SaveDebugCube(const char* szFile, const float* pData);
+  // Allocates the model cubes of the task's method (coefficients, Q,
+  // mechanisms, Thomsen parameters, stiffnesses) of m points each, by
+  // pfnNew (zeroed new float[]; throws std::bad_alloc); FreeModelArrays
+  // frees them all.
+  void AllocateModelArrays(float* (*pfnNew)(size_t), size_t m);
+  void FreeModelArrays();
+  // Model cubes of a memory plan: coefficients, Q, moduli and stiffnesses.
+  int ModelGridCount() const;
   // Model and coefficient cubes are allocated with new float[]; this frees
   // one and leaves the pointer null.
   static void FreeArray(float*& p) {

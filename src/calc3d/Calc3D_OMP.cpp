@@ -134,52 +134,22 @@ void CCalc3D_OMP::PrintMemoryPlan(int G, int C, int n, size_t S, size_t nPlane, 
 int CCalc3D_OMP::AllocateArrays(size_t m, size_t nPlane, size_t nCube) {
   const int nMethod = GetMethod();
   const int L = m_nViscoL;
-  const bool bQ = !m_Set.m_strModelQ.IsEmpty();
   int nSlot = 0;
   try {
-    m_pK = NewZeroed(m);
-    m_pB = NewZeroed(m);
-    if (L > 0) {
-      m_pVisco = NewZeroed(3 * (size_t)L * m);
+    AllocateModelArrays(NewZeroed, m);
+    if (L > 0)
       m_pViscoG = NewShifted(6 * (size_t)L * m, nSlot);
-    }
-    if (bQ)
-      m_pQ = NewZeroed(m);
     m_pPlane = NewZeroed(nPlane);
     m_pVx = NewShifted(m, nSlot);
     m_pVy = NewShifted(m, nSlot);
     m_pVz = NewShifted(m, nSlot);
     m_pTxx = NewShifted(m, nSlot);
     if (nMethod > METHOD_ACOUSTIC) {
-      m_pMu = NewZeroed(m);
       m_pTyy = NewShifted(m, nSlot);
       m_pTzz = NewShifted(m, nSlot);
       m_pTxy = NewShifted(m, nSlot);
       m_pTxz = NewShifted(m, nSlot);
       m_pTyz = NewShifted(m, nSlot);
-    }
-    if (nMethod > METHOD_ELASTIC) {
-      if (!m_Set.m_strAnisEpsilon.IsEmpty())
-        m_pAnisEps = NewZeroed(m);
-      if (!m_Set.m_strAnisDelta.IsEmpty())
-        m_pAnisDelta = NewZeroed(m);
-      if (!m_Set.m_strAnisGamma.IsEmpty())
-        m_pAnisGamma = NewZeroed(m);
-      if (!m_Set.m_strAnisAzimuth.IsEmpty())
-        m_pAnisAlpha = NewZeroed(m);
-      if (!m_Set.m_strAnisPhi.IsEmpty())
-        m_pAnisPhi = NewZeroed(m);
-    }
-    if (nMethod > METHOD_ELASTIC) {
-      float** ortho[9] = {&m_pC11, &m_pC12, &m_pC13, &m_pC22, &m_pC23, &m_pC33, &m_pC44, &m_pC55, &m_pC66};
-      for (float** p : ortho)
-        *p = NewZeroed(m);
-    }
-    if (nMethod == METHOD_ANISOTROPIC) {
-      float** gen[12] = {&m_pC14, &m_pC15, &m_pC16, &m_pC24, &m_pC25, &m_pC26,
-                         &m_pC34, &m_pC35, &m_pC36, &m_pC45, &m_pC46, &m_pC56};
-      for (float** p : gen)
-        *p = NewZeroed(m);
     }
     for (int i = 0; i < 2; i++) {
       if (m_nTimeFieldType & (1 << i)) {
@@ -213,18 +183,9 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
   const size_t m = GetCubeSize();
   const size_t nPlane = (size_t)std::max(m_nNx, m_nNy) * m_nNz;
   const int L = m_nViscoL;
-  const bool bQ = !m_Set.m_strModelQ.IsEmpty();
   const bool bBig = m_Set.m_bBigSeismogram;
 
-  int G = 2 + (bQ ? 1 : 0);
-  if (nMethod == METHOD_ELASTIC)
-    G += 1;
-  else if (nMethod == METHOD_ORTHORHOMBIC)
-    G += 8;
-  else if (nMethod == METHOD_ANISOTROPIC)
-    G += 20;
-  if (L > 0)
-    G -= 1;
+  const int G = ModelGridCount();
   const int C = nMethod == METHOD_ACOUSTIC ? 4 : 9;
 
   SetPmlCounts();
@@ -287,14 +248,8 @@ int CCalc3D_OMP::AllocateMemory(bool bEstimate, bool bQuiet) {
 }
 
 int CCalc3D_OMP::FreeMemory(bool bModel, bool bWave, bool bSeismogram, bool bTimeField, bool bPlane) {
-  if (bModel) {
-    float** model[] = {&m_pK,       &m_pMu,  &m_pB,   &m_pQ,   &m_pAnisEps, &m_pAnisDelta, &m_pAnisGamma, &m_pAnisAlpha,
-                       &m_pAnisPhi, &m_pC11, &m_pC12, &m_pC13, &m_pC22,     &m_pC23,       &m_pC33,       &m_pC44,
-                       &m_pC55,     &m_pC66, &m_pC14, &m_pC15, &m_pC16,     &m_pC24,       &m_pC25,       &m_pC26,
-                       &m_pC34,     &m_pC35, &m_pC36, &m_pC45, &m_pC46,     &m_pC56,       &m_pVisco};
-    for (float** p : model)
-      FreeArray(*p);
-  }
+  if (bModel)
+    FreeModelArrays();
   if (bWave) {
     float** wave[] = {&m_pVx, &m_pVy, &m_pVz, &m_pTxx, &m_pTyy, &m_pTzz, &m_pTxy, &m_pTxz, &m_pTyz, &m_pViscoG};
     for (float** p : wave)

@@ -32,11 +32,7 @@ int CCalc3D_CUDA::Fail(int nCode, const char* szMessage) const {
 
 double CCalc3D_CUDA::HostNeedMB() const {
   const double m = (double)GetCubeSize();
-  const int nMethod = GetMethod();
-  int G = 2 + (m_Set.m_strModelQ.IsEmpty() ? 0 : 1);
-  G += nMethod == METHOD_ELASTIC ? 1 : nMethod == METHOD_ORTHORHOMBIC ? 8 : nMethod == METHOD_ANISOTROPIC ? 20 : 0;
-  if (m_nViscoL > 0)
-    G -= 1;
+  const int G = ModelGridCount();
   const double S = (double)m_vRcvIdx.size() * m_nSeisLen;
   const double P = (double)std::max(m_nNx, m_nNy) * m_nNz;
   const double T = (double)(m_nPmlCountX + m_nPmlCountY + m_nPmlCountZ);
@@ -47,10 +43,7 @@ double CCalc3D_CUDA::HostNeedMB() const {
 double CCalc3D_CUDA::DeviceNeedMB() const {
   const double m = (double)GetCubeSize();
   const int nMethod = GetMethod();
-  int G = 2 + (m_Set.m_strModelQ.IsEmpty() ? 0 : 1);
-  G += nMethod == METHOD_ELASTIC ? 1 : nMethod == METHOD_ORTHORHOMBIC ? 8 : nMethod == METHOD_ANISOTROPIC ? 20 : 0;
-  if (m_nViscoL > 0)
-    G -= 1;
+  const int G = ModelGridCount();
   const int C = nMethod == METHOD_ACOUSTIC ? 4 : 9;
   const double S = (double)m_vRcvIdx.size() * m_nSeisLen;
   const double T = (double)(m_nPmlCountX + m_nPmlCountY + m_nPmlCountZ);
@@ -91,16 +84,8 @@ void CCalc3D_CUDA::PrintMemoryPlan(double fHost, double fHostAvail, double fDevi
 
 int CCalc3D_CUDA::AllocateHostArrays() {
   const size_t m = GetCubeSize();
-  const int nMethod = GetMethod();
   try {
-    m_pK = NewZeroed(m);
-    m_pB = NewZeroed(m);
-    if (m_nViscoL > 0)
-      m_pVisco = NewZeroed(3 * (size_t)m_nViscoL * m);
-    if (nMethod > METHOD_ACOUSTIC)
-      m_pMu = NewZeroed(m);
-    if (!m_Set.m_strModelQ.IsEmpty())
-      m_pQ = NewZeroed(m);
+    AllocateModelArrays(NewZeroed, m);
     m_pPlane = NewZeroed((size_t)std::max(m_nNx, m_nNy) * m_nNz);
     if (m_nTimeFieldType)
       m_pHostTimeField = NewZeroed((size_t)m_nTimeNx * m_nTimeNy * m_nTimeNz);
@@ -149,10 +134,6 @@ int CCalc3D_CUDA::AllocateMemory(bool bEstimate, bool bQuiet) {
             fDeviceAvail);
     return 1;
   }
-  if (GetMethod() != METHOD_ACOUSTIC) {
-    u_Error("Error! CUDA: modelling method %d has no device kernels in this build.\n", GetMethod());
-    return 1;
-  }
   if (AllocateHostArrays() != 0)
     return 1;
   const bool bPlane = m_nSnapEvery == 1 || (m_nSnapEvery > 0 && (m_nShot - 1) % m_nSnapEvery == 0);
@@ -181,12 +162,7 @@ int CCalc3D_CUDA::AllocateMemorySeismogram() {
 
 int CCalc3D_CUDA::FreeMemory(bool bModel, bool bWave, bool bSeismogram, bool bTimeField, bool bPlane) {
   if (bModel) {
-    float** model[] = {&m_pK,       &m_pMu,  &m_pB,   &m_pQ,   &m_pAnisEps, &m_pAnisDelta, &m_pAnisGamma, &m_pAnisAlpha,
-                       &m_pAnisPhi, &m_pC11, &m_pC12, &m_pC13, &m_pC22,     &m_pC23,       &m_pC33,       &m_pC44,
-                       &m_pC55,     &m_pC66, &m_pC14, &m_pC15, &m_pC16,     &m_pC24,       &m_pC25,       &m_pC26,
-                       &m_pC34,     &m_pC35, &m_pC36, &m_pC45, &m_pC46,     &m_pC56,       &m_pVisco};
-    for (float** p : model)
-      FreeArray(*p);
+    FreeModelArrays();
     for (int k = 0; k < fd::kPmlCoefPerAxis; k++) {
       FreeArray(m_pPmlCoefX[k]);
       FreeArray(m_pPmlCoefY[k]);
@@ -220,9 +196,16 @@ int CCalc3D_CUDA::LoadModel() {
   if (rc != 0)
     return Fail(rc, "Error! CUDA: Unable to copy PML profiles from HOST to DEVICE memory!\n");
 
+  if (GetMethod() >= METHOD_ORTHORHOMBIC) {
+    const float* const pC[21] = {m_pC11, m_pC12, m_pC13, m_pC22, m_pC23, m_pC33, m_pC44, m_pC55, m_pC66, m_pC14, m_pC15,
+                                 m_pC16, m_pC24, m_pC25, m_pC26, m_pC34, m_pC35, m_pC36, m_pC45, m_pC46, m_pC56};
+    rc = CUDA_3DFD_LoadAnisotropicModel(GetMethod() == METHOD_ANISOTROPIC ? 21 : 9, pC);
+    if (rc != 0)
+      return Fail(rc, "Error! CUDA: Unable to copy model from HOST to DEVICE memory!\n");
+  }
   const fd::TMoment k{m_fK11, m_fK22, m_fK33, m_fK12, m_fK13, m_fK23};
   const bool bTauK = !m_vShotTauK.empty() && m_vShotTauK.size() >= m_vShotPoints.size();
-  rc = CUDA_3DFD_LoadData((float)m_fH, (float)m_fDt, k, m_pK, m_pMu, m_pB, m_nViscoL == 0 ? m_pQ : nullptr,
+  rc = CUDA_3DFD_LoadData((float)m_fH, (float)m_fDt, k, m_pK, m_pMu, m_pB, m_nViscoL == 0 ? m_pQ : nullptr, m_pVisco,
                           m_nSourceType, (int)m_vShotPoints.size(), m_vShotPoints.data(),
                           m_vRcvIdx.empty() ? nullptr : m_vRcvIdx.data(), m_Signal.m_pSignal, m_fDamp,
                           bTauK ? m_vShotTauK.data() : nullptr);

@@ -20,10 +20,12 @@ int CUDA_3DFD_AllocateMemory(int, int, int, int, int, int, int, int, bool, bool)
 int CUDA_3DFD_FreeMemory(bool, bool, bool, bool, bool) { return 0; }
 int CUDA_3DFD_FreePML() { return 0; }
 int CUDA_3DFD_AllocateMemorySeismogram(int, int, int) { return kNoDevice; }
-int CUDA_3DFD_LoadData(float, float, const fd::TMoment&, const float*, const float*, const float*, const float*, int,
-                       int, const C3DShotPoint*, const size_t*, const float*, const float*, const CShotTauK*) {
+int CUDA_3DFD_LoadData(float, float, const fd::TMoment&, const float*, const float*, const float*, const float*,
+                       const float*, int, int, const C3DShotPoint*, const size_t*, const float*, const float*,
+                       const CShotTauK*) {
   return kNoDevice;
 }
+int CUDA_3DFD_LoadAnisotropicModel(int, const float* const*) { return kNoDevice; }
 int CUDA_3DFD_LoadPML(int, int, int, float* const[3][8], const size_t[3]) { return kNoDevice; }
 int CUDA_3DFD_ModelStep(bool, bool, int, int, int, int, int, int, float) { return kNoDevice; }
 int CUDA_3DFD_ApplySignal(size_t) { return kNoDevice; }

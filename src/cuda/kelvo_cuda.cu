@@ -3,14 +3,16 @@
 // synchronous towards the caller and returns 0 or an error code; the last
 // CUDA error is kept in g_nLastError.
 //
-// The steps are the policies of FDAcoustic.h run by the tile traversal of
-// FDTile.h; sources, gathers, arrival times and snapshots use FDPointOps.h:
-// the device computes what the host computes, with the same formulas.
+// The steps are the policies of FDAcoustic.h, FDElastic.h and
+// FDAnisotropic.h run by the tile traversal of FDTile.h; sources, gathers, arrival times and snapshots use
+// FDPointOps.h: the device computes what the host computes, with the same formulas.
 #include <cuda_runtime.h>
 
 #include <cstring>
 
 #include "calc3d/FDAcoustic.h"
+#include "calc3d/FDAnisotropic.h"
+#include "calc3d/FDElastic.h"
 #include "cuda/FDTile.h"
 #include "cuda/kelvo_cuda.h"
 #include "survey/ShotPoint.h"
@@ -27,6 +29,9 @@ struct TMesh3D {
   float fH, fDt;
   float* f[9]; // Vx, Vy, Vz, Txx, Tyy, Tzz, Txy, Txz, Tyz
   float *pK, *pMu, *pB, *pQ, *pPlane, *pDamp;
+  float* pC[21];  // stiffnesses: C11 C12 C13 C22 C23 C33 C44 C55 C66, then C14 .. C56
+  float* pVisco;  // L records (tauP, tauS, tauSigma) a point
+  float* pViscoG; // L records of six memories a point
   size_t nPlane;
   float* pPmlCoef[3][fd::kPmlCoefPerAxis];
   float* pPmlMem[fd::kPmlMemMax];
@@ -133,14 +138,15 @@ template <class P> fd::TFdStep<P> MakeStep(const P& ph) {
   return c;
 }
 
-template <class P> int LaunchStep(const P& ph, const fd::TStepBox& b) {
-  const fd::TFdStep<P> c = MakeStep(ph);
+template <class P> int Launch(const fd::TFdStep<P>& c, const fd::TStepBox& b) {
   const fd::TTileCount t = fd::TilesOf(b);
   if (t.nx == 0)
     return 0;
   StepKernel<P><<<dim3(t.nx, t.ny, t.nz), dim3(fd::kTileX, fd::kTileY)>>>(c, b, fd::InteriorOf(c.g));
   return CheckError();
 }
+
+template <class P> int LaunchStep(const P& ph, const fd::TStepBox& b) { return Launch(MakeStep(ph), b); }
 
 fd::CAcoVelocity AcoVelocity() {
   fd::CAcoVelocity ph;
@@ -162,11 +168,112 @@ fd::CAcoPressure AcoPressure() {
   return ph;
 }
 
-// Steps of the methods whose kernels this build has; -1 for the others.
-int LaunchHalfStep(bool bU, const fd::TStepBox& b) {
-  if (a.nMethod != fd::FD_ACOUSTIC || !a.f[0] || !a.f[3])
+// The settings of a step of the elastic media.
+struct TStepMode {
+  bool bSuppressSV;
+  float fSuppress;
+};
+
+void FillStress(fd::CStressFields& f, const TStepMode& m) {
+  f.vx = a.f[0], f.vy = a.f[1], f.vz = a.f[2];
+  f.txx = a.f[3], f.tyy = a.f[4], f.tzz = a.f[5], f.txy = a.f[6], f.txz = a.f[7], f.tyz = a.f[8];
+  f.b = a.pB;
+  f.q = a.pQ;
+  f.visco = a.pVisco;
+  f.viscoG = a.pViscoG;
+  f.L = a.nViscoL;
+  f.dt = a.fDt;
+  f.s = m.fSuppress;
+  f.sz = (ptrdiff_t)a.nNx * a.nNy;
+  f.bSurface = !m.bSuppressSV;
+}
+
+int LaunchElaVelocity(const fd::TStepBox& b, const TStepMode& m) {
+  fd::CElaVelocity ph;
+  ph.vx = a.f[0], ph.vy = a.f[1], ph.vz = a.f[2];
+  ph.txx = a.f[3], ph.tyy = a.f[4], ph.tzz = a.f[5], ph.txy = a.f[6], ph.txz = a.f[7], ph.tyz = a.f[8];
+  ph.b = a.pB;
+  ph.sz = (ptrdiff_t)a.nNx * a.nNy;
+  ph.bSurface = !m.bSuppressSV;
+  return LaunchStep(ph, b);
+}
+
+// The stress steps of the three elastic media in one mode.
+template <int MODE> int LaunchElaStress(const fd::TStepBox& b, const TStepMode& m) {
+  fd::TElaStress<MODE> ph;
+  FillStress(ph, m);
+  ph.k = a.pK;
+  ph.mu = a.pMu;
+  return LaunchStep(ph, b);
+}
+
+template <class P> void SetOrtho(P& ph, const TStepMode& m) {
+  FillStress(ph, m);
+  for (int k = 0; k < 9; k++)
+    ph.c[k] = a.pC[k];
+}
+
+template <int MODE> int LaunchOrtStress(const fd::TStepBox& b, const TStepMode& m) {
+  fd::TOrtStress<MODE> ph;
+  SetOrtho(ph, m);
+  return LaunchStep(ph, b);
+}
+
+template <int MODE> int LaunchAniStress(const fd::TStepBox& b, const TStepMode& m) {
+  using P = fd::TAniStress<MODE>;
+  P ph;
+  SetOrtho(ph, m);
+  for (int k = 0; k < 12; k++)
+    ph.cg[k] = a.pC[9 + k];
+  fd::TFdStep<P> c = MakeStep(ph);
+  // The memories of the averages lie in groups of three low sides followed
+  // by the same three high ones, not in low-high pairs.
+  if (c.g.bPml)
+    for (int j = 0; j < P::kDer; j++)
+      c.side[j][1].m = a.pPmlMem[P::Mem(j) + P::HighMemStep(j)];
+  return Launch(c, b);
+}
+
+// How the stresses end: mechanisms, Q factor or plain (as on the host; a
+// point without mechanisms takes the plain formulas in the mechanism form).
+template <template <int> class S> int LaunchByMode(const fd::TStepBox& b, const TStepMode& m) {
+  if (a.nViscoL > 0 && a.pVisco && a.pViscoG)
+    return S<fd::ELA_VISCO>::Run(b, m);
+  return a.pQ ? S<fd::ELA_QFACTOR>::Run(b, m) : S<fd::ELA_PLAIN>::Run(b, m);
+}
+template <int MODE> struct TEla {
+  static int Run(const fd::TStepBox& b, const TStepMode& m) { return LaunchElaStress<MODE>(b, m); }
+};
+template <int MODE> struct TOrt {
+  static int Run(const fd::TStepBox& b, const TStepMode& m) { return LaunchOrtStress<MODE>(b, m); }
+};
+template <int MODE> struct TAni {
+  static int Run(const fd::TStepBox& b, const TStepMode& m) { return LaunchAniStress<MODE>(b, m); }
+};
+
+// One half-step of the shot's method; -1 where its arrays are missing.
+int LaunchHalfStep(bool bU, const fd::TStepBox& b, const TStepMode& m) {
+  if (!a.f[0] || !a.f[3] || !a.pB)
     return -1;
-  return bU ? LaunchStep(AcoVelocity(), b) : LaunchStep(AcoPressure(), b);
+  switch (a.nMethod) {
+  case fd::FD_ACOUSTIC:
+    if (bU)
+      return LaunchStep(AcoVelocity(), b);
+    return a.pK ? LaunchStep(AcoPressure(), b) : -1;
+  case fd::FD_ELASTIC:
+  case fd::FD_ORTHORHOMBIC:
+  case fd::FD_ANISOTROPIC:
+    if (!a.f[8])
+      return -1;
+    if (bU)
+      return LaunchElaVelocity(b, m);
+    if (a.nMethod == fd::FD_ELASTIC)
+      return a.pK && a.pMu ? LaunchByMode<TEla>(b, m) : -1;
+    if (!a.pC[8] || (a.nMethod == fd::FD_ANISOTROPIC && !a.pC[20]))
+      return -1;
+    return a.nMethod == fd::FD_ORTHORHOMBIC ? LaunchByMode<TOrt>(b, m) : LaunchByMode<TAni>(b, m);
+  default: return -1;
+  }
 }
 
 // ---- Sources, gathers, arrival times, snapshots ----------------------------
@@ -251,11 +358,16 @@ int CUDA_3DFD_FreeMemory(bool bModel, bool bWave, bool bSeismogram, bool bTimeFi
     DevFree(a.pQ);
     DevFree(a.pDamp);
     DevFree(a.pTauK);
+    DevFree(a.pVisco);
+    for (float*& p : a.pC)
+      DevFree(p);
     CUDA_3DFD_FreePML();
   }
-  if (bWave)
+  if (bWave) {
     for (float*& p : a.f)
       DevFree(p);
+    DevFree(a.pViscoG);
+  }
   if (bSeismogram) {
     DevFree(seis_h.pIdx);
     for (float*& p : seis_h.pRow)
@@ -307,6 +419,14 @@ int CUDA_3DFD_AllocateMemory(int nMethod, int nFrame, int nNx, int nNy, int nNz,
     rc = DevAlloc(a.pPlane, a.nPlane);
   if (rc == 0 && nMethod == fd::FD_ELASTIC)
     rc = DevAlloc(a.pMu, a.m);
+  const int nStiff = nMethod == fd::FD_ANISOTROPIC ? 21 : nMethod == fd::FD_ORTHORHOMBIC ? 9 : 0;
+  for (int k = 0; k < nStiff && rc == 0; k++)
+    rc = DevAlloc(a.pC[k], a.m);
+  if (rc == 0 && nViscoL > 0 && nMethod > fd::FD_ACOUSTIC) {
+    rc = DevAlloc(a.pVisco, 3 * (size_t)nViscoL * a.m);
+    if (rc == 0)
+      rc = DevAlloc(a.pViscoG, 6 * (size_t)nViscoL * a.m);
+  }
   if (rc == 0)
     rc = DevAlloc(a.pDamp, (size_t)fd::kTaperWidth);
   return rc;
@@ -327,8 +447,9 @@ int CUDA_3DFD_AllocateMemorySeismogram(int nPoints, int nRcv, int nLen) {
 }
 
 int CUDA_3DFD_LoadData(float fH, float fDt, const fd::TMoment& moment, const float* pK, const float* pMu,
-                       const float* pB, const float* pQ, int nSourceType, int nPoints, const C3DShotPoint* pPoints,
-                       const size_t* pRcvIdx, const float* pSignal, const float* pDamp, const CShotTauK* pTauK) {
+                       const float* pB, const float* pQ, const float* pVisco, int nSourceType, int nPoints,
+                       const C3DShotPoint* pPoints, const size_t* pRcvIdx, const float* pSignal, const float* pDamp,
+                       const CShotTauK* pTauK) {
   if (nPoints > 0 && !pPoints)
     return -1;
   a.fH = fH;
@@ -345,6 +466,8 @@ int CUDA_3DFD_LoadData(float fH, float fDt, const fd::TMoment& moment, const flo
   if (rc == 0)
     rc = Upload(a.pQ, pQ, nBytes);
   if (rc == 0)
+    rc = Upload(a.pVisco, pVisco, 3 * (size_t)a.nViscoL * nBytes);
+  if (rc == 0)
     rc = Upload(a.pDamp, pDamp, fd::kTaperWidth * sizeof(float));
   if (rc == 0 && nPoints > 0)
     rc = Upload(a.pPoints, pPoints, (size_t)nPoints * sizeof(C3DShotPoint));
@@ -354,6 +477,16 @@ int CUDA_3DFD_LoadData(float fH, float fDt, const fd::TMoment& moment, const flo
     rc = DevAlloc(a.pTauK, (size_t)nPoints);
     if (rc == 0)
       rc = Upload(a.pTauK, pTauK, (size_t)nPoints * sizeof(CShotTauK));
+  }
+  return rc;
+}
+
+int CUDA_3DFD_LoadAnisotropicModel(int nCubes, const float* const* pC) {
+  int rc = 0;
+  for (int k = 0; k < nCubes && k < 21 && rc == 0; k++) {
+    if (!a.pC[k] || !pC[k])
+      return -1;
+    rc = Upload(a.pC[k], pC[k], a.m * sizeof(float));
   }
   return rc;
 }
@@ -379,9 +512,9 @@ int CUDA_3DFD_LoadPML(int nMethod, int nPML, int nStart, float* const pCoef[3][8
 
 // ---- Steps and per-step work ---------------------------------------------
 
-int CUDA_3DFD_ModelStep(bool bU, bool /*bSuppressSV*/, int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1,
-                        float /*fSuppress*/) {
-  const int rc = LaunchHalfStep(bU, fd::TStepBox{nZ0, nY0, nX0, nZ1, nY1, nX1});
+int CUDA_3DFD_ModelStep(bool bU, bool bSuppressSV, int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1,
+                        float fSuppress) {
+  const int rc = LaunchHalfStep(bU, fd::TStepBox{nZ0, nY0, nX0, nZ1, nY1, nX1}, TStepMode{bSuppressSV, fSuppress});
   if (rc != 0)
     return rc;
   return Synchronize();
@@ -549,9 +682,9 @@ double CUDA_3DFD_TimeSteps(int nSteps, int nZ0, int nY0, int nX0, int nZ1, int n
   cudaEventRecord(e0);
   int rc = 0;
   for (int i = 0; i < nSteps && rc == 0; i++) {
-    rc = LaunchHalfStep(true, b);
+    rc = LaunchHalfStep(true, b, TStepMode{true, 1.0f});
     if (rc == 0)
-      rc = LaunchHalfStep(false, b);
+      rc = LaunchHalfStep(false, b, TStepMode{true, 1.0f});
   }
   cudaEventRecord(e1);
   cudaEventSynchronize(e1);

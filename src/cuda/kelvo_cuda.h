@@ -45,12 +45,16 @@ int CUDA_3DFD_AllocateMemory(int nMethod, int nFrame, int nNx, int nNy, int nNz,
 int CUDA_3DFD_FreeMemory(bool bModel, bool bWave, bool bSeismogram, bool bTimeField, bool bPlane);
 int CUDA_3DFD_FreePML();
 int CUDA_3DFD_AllocateMemorySeismogram(int nPoints, int nRcv, int nLen);
-// Copies the coefficients, the taper table, the excitation points and the
+// Copies the coefficients (pVisco: the relaxation records), the taper table, the excitation points and the
 // receiver indices; keeps the host signal pointer. pTauK: one moment per
 // point for source type 10, or null.
 int CUDA_3DFD_LoadData(float fH, float fDt, const fd::TMoment& moment, const float* pK, const float* pMu,
-                       const float* pB, const float* pQ, int nSourceType, int nPoints, const C3DShotPoint* pPoints,
-                       const size_t* pRcvIdx, const float* pSignal, const float* pDamp, const CShotTauK* pTauK);
+                       const float* pB, const float* pQ, const float* pVisco, int nSourceType, int nPoints,
+                       const C3DShotPoint* pPoints, const size_t* pRcvIdx, const float* pSignal, const float* pDamp,
+                       const CShotTauK* pTauK);
+// The stiffness cubes of the anisotropic media: C11 C12 C13 C22 C23 C33 C44
+// C55 C66 (nCubes 9), then C14 C15 C16 C24 C25 C26 C34 C35 C36 C45 C46 C56.
+int CUDA_3DFD_LoadAnisotropicModel(int nCubes, const float* const* pC);
 // The eight coefficient slabs of each axis (nCount points each) and zeroed
 // memories for the method; nPML 0 leaves the PML off.
 int CUDA_3DFD_LoadPML(int nMethod, int nPML, int nStart, float* const pCoef[3][8], const size_t nCount[3]);
@@ -72,6 +76,6 @@ int CUDA_3DFD_TimeFieldGrabCube(float* p, int nIndex);
 // Device-to-device copy bandwidth in GB/s (read plus write) over nBytes
 // blocks, the best of nRepeat copies; negative on failure.
 double CUDA_3DFD_CopyBandwidth(size_t nBytes, int nRepeat);
-// Seconds per call of nSteps whole acoustic steps (both half-steps) over the
+// Seconds per call of nSteps whole steps of the allocated method (both half-steps) over the
 // box, timed on the device; negative on failure.
 double CUDA_3DFD_TimeSteps(int nSteps, int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);

@@ -146,13 +146,6 @@ int CKelvoApp::ReadTaskLines(std::vector<CString>& lines) {
     if (InitGPU() != 0)
       return -1;
   }
-    // The device has kernels for the acoustic method only so far.
-    if (m_bUseCUDA && m_nMethod != METHOD_ACOUSTIC) {
-      u_Warning("Warning! The GPU backend has no kernels for modelling method %d yet: the job runs on CPU "
-                "threads.\n",
-                m_nMethod);
-      m_bUseCUDA = false;
-    }
 
   m_nCPUs = os::GetCPUCount();
   if (!m_bUseCUDA || b1D) {

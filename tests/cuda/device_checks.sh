@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# GPU against host: acoustic jobs (homogeneous and layered, PML and taper
-# frame) run on the CUDA device and on CPU threads give the same gathers
-# (relative RMS difference below 1e-5, same peaks, same echo level); then the
-# device benchmark. Arguments: the kelvo program, the build directory.
+# GPU against host: jobs of every method (acoustic homogeneous and layered,
+# PML and taper frame; elastic, viscoelastic, VTI and tilted) run on the CUDA
+# device and on CPU threads give the same gathers (relative RMS difference
+# below 1e-5, same peaks, same echo level); then the device benchmark. Arguments: the kelvo program, the build directory.
 # Without a device, or in a build without device code, it says why and exits
 # 77 (skipped).
 HERE=$(dirname "$(readlink -f "$0")")
@@ -52,6 +52,10 @@ compare_gathers() { # name host-dir device-dir
 
 check_job homogeneous --vp 2000 --shots 2
 check_job layered --shots 2
+check_job elastic --method elastic --shots 1
+check_job visco --visco 3 --shots 1
+check_job vti --method vti --shots 1
+check_job tti --method tti --shots 1
 check_job taper --shots 1
 sed -i 's/^PML=1$/PML=0/' "$WORK/taper-cpu/runtask.ini" "$WORK/taper-gpu/runtask.ini"
 run_kelvo "$WORK/taper-cpu"

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "calc3d/FDAcoustic.h"
+#include "calc3d/FDAnisotropic.h"
+#include "calc3d/FDElastic.h"
 #include "calc3d/FDStep.h"
 #include "cuda/Calc3D_CUDA.h"
 #include "cuda/FDTile.h"
@@ -16,17 +18,17 @@
 
 namespace {
 
-// Fields, coefficients and PML arrays of an acoustic grid, filled at random.
-struct TAcoGrid {
-  int nx, ny, nz, nzAll, z0, nPml;
-  std::vector<float> f[5]; // vx vy vz p, then k and b
-  std::vector<float> b;
-  std::vector<float> coef[3][fd::kPmlCoefPerAxis];
+// Fields, coefficients and PML arrays of a grid, filled at random.
+struct TGrid {
+  int nx, ny, nz, nzAll, z0, nPml, nMethod;
+  std::vector<float> f[9];      // vx vy vz txx tyy tzz txy txz tyz
+  std::vector<float> coefs[24]; // k mu b q, then C11 .. C56 of the anisotropic media
+  std::vector<float> pml[3][fd::kPmlCoefPerAxis];
   std::vector<float> mem[fd::kPmlMemMax];
   float damp[fd::kTaperWidth];
 
-  TAcoGrid(int x, int y, int z, int zAll, int zFirst, int pml) : nx(x), ny(y), nz(z), nzAll(zAll), z0(zFirst) {
-    nPml = pml;
+  TGrid(int x, int y, int z, int zAll, int zFirst, int nMeth)
+      : nx(x), ny(y), nz(z), nzAll(zAll), z0(zFirst), nPml(4), nMethod(nMeth) {
     std::mt19937 rng(7);
     std::uniform_real_distribution<float> u(-1.0f, 1.0f), pos(0.1f, 0.9f);
     const size_t m = (size_t)nx * ny * nz;
@@ -35,17 +37,19 @@ struct TAcoGrid {
       for (float& e : v)
         e = u(rng);
     }
-    b.resize(m);
-    for (float& e : b)
-      e = pos(rng);
+    for (auto& v : coefs) {
+      v.resize(m);
+      for (float& e : v)
+        e = pos(rng);
+    }
     const size_t nCount[3] = {(size_t)ny * nz * nPml, (size_t)nx * nz * nPml, (size_t)nx * ny * nPml};
     for (int ax = 0; ax < 3; ax++)
-      for (auto& v : coef[ax]) {
+      for (auto& v : pml[ax]) {
         v.resize(nCount[ax]);
         for (float& e : v)
           e = pos(rng);
       }
-    for (int k = 0; k < fd::PmlMemCount(fd::FD_ACOUSTIC); k++) {
+    for (int k = 0; k < fd::PmlMemCount(nMethod); k++) {
       mem[k].resize(nCount[fd::PmlMem(k).nAxis]);
       for (float& e : mem[k])
         e = u(rng);
@@ -64,19 +68,48 @@ struct TAcoGrid {
     float* pCoef[3][fd::kPmlCoefPerAxis];
     for (int ax = 0; ax < 3; ax++)
       for (int k = 0; k < fd::kPmlCoefPerAxis; k++)
-        pCoef[ax][k] = coef[ax][k].data();
-    float* const* const coefs[3] = {pCoef[0], pCoef[1], pCoef[2]};
-    fd::SetPmlSides(c, pMem, coefs);
+        pCoef[ax][k] = pml[ax][k].data();
+    float* const* const coef3[3] = {pCoef[0], pCoef[1], pCoef[2]};
+    fd::SetPmlSides(c, pMem, coef3);
     return c;
   }
-  fd::CAcoVelocity Velocity() {
+  float* F(int i) { return f[i].data(); }
+  fd::CAcoVelocity AcoVelocity() {
     fd::CAcoVelocity ph;
-    ph.vx = f[0].data(), ph.vy = f[1].data(), ph.vz = f[2].data(), ph.p = f[3].data(), ph.b = b.data();
+    ph.vx = F(0), ph.vy = F(1), ph.vz = F(2), ph.p = F(3), ph.b = coefs[2].data();
     return ph;
   }
-  fd::CAcoPressure Pressure() {
+  fd::CAcoPressure AcoPressure() {
     fd::CAcoPressure ph;
-    ph.vx = f[0].data(), ph.vy = f[1].data(), ph.vz = f[2].data(), ph.p = f[3].data(), ph.k = f[4].data();
+    ph.vx = F(0), ph.vy = F(1), ph.vz = F(2), ph.p = F(3), ph.k = coefs[0].data();
+    return ph;
+  }
+  fd::CElaVelocity ElaVelocity() {
+    fd::CElaVelocity ph;
+    ph.vx = F(0), ph.vy = F(1), ph.vz = F(2), ph.txx = F(3), ph.tyy = F(4), ph.tzz = F(5);
+    ph.txy = F(6), ph.txz = F(7), ph.tyz = F(8), ph.b = coefs[2].data();
+    ph.sz = (ptrdiff_t)nx * ny;
+    ph.bSurface = true;
+    return ph;
+  }
+  void Stress(fd::CStressFields& s) {
+    s.vx = F(0), s.vy = F(1), s.vz = F(2), s.txx = F(3), s.tyy = F(4), s.tzz = F(5);
+    s.txy = F(6), s.txz = F(7), s.tyz = F(8), s.b = coefs[2].data(), s.q = coefs[3].data();
+    s.visco = nullptr, s.viscoG = nullptr, s.L = 0, s.dt = 0.001f, s.s = 0.7f;
+    s.sz = (ptrdiff_t)nx * ny;
+    s.bSurface = true;
+  }
+  fd::TElaStress<fd::ELA_QFACTOR> ElaStress() {
+    fd::TElaStress<fd::ELA_QFACTOR> ph;
+    Stress(ph);
+    ph.k = coefs[0].data(), ph.mu = coefs[1].data();
+    return ph;
+  }
+  fd::TOrtStress<fd::ELA_PLAIN> OrtStress() {
+    fd::TOrtStress<fd::ELA_PLAIN> ph;
+    Stress(ph);
+    for (int k = 0; k < 9; k++)
+      ph.c[k] = coefs[4 + k].data();
     return ph;
   }
 };
@@ -101,9 +134,21 @@ bool SameBits(const std::vector<float>& a, const std::vector<float>& b) {
 
 // The tiles give the bits of the host's per-point steps (the row loops add
 // the x corrections of the PML in a pass of their own, which rounds
-// differently) for both half-steps, with PML and with the taper, over the
-// whole box, a narrowed active box and the slab of a depth split (the
-// interior test runs on global planes there).
+// differently), with PML and with the taper, over the whole box, a narrowed
+// active box and the slab of a depth split (the interior test runs on global
+// planes there): every field and memory of a copy of the same grid.
+template <class P>
+void ExpectSameAsHost(const TGrid& start, P (TGrid::*policy)(), bool bPml, const fd::TStepBox& b,
+                      const std::string& name) {
+  TGrid host = start, dev = start;
+  fd::RunStepPointwise(host.Step((host.*policy)(), bPml), b.z0, b.y0, b.x0, b.z1, b.y1, b.x1);
+  RunTiles(dev.Step((dev.*policy)(), bPml), b);
+  for (int i = 0; i < 9; i++)
+    EXPECT_TRUE(SameBits(host.f[i], dev.f[i])) << name << " field " << i;
+  for (int m = 0; m < fd::kPmlMemMax; m++)
+    EXPECT_TRUE(SameBits(host.mem[m], dev.mem[m])) << name << " memory " << m;
+}
+
 TEST(CudaTiles, MatchHostStepsBitForBit) {
   struct Case {
     const char* name;
@@ -118,29 +163,24 @@ TEST(CudaTiles, MatchHostStepsBitForBit) {
       {"taper slab", 70, 36, 30, 80, 0, false, {2, 2, 2, 27, 33, 67}},
   };
   for (const Case& k : cases) {
-    for (int nHalf = 0; nHalf < 2; nHalf++) {
-      TAcoGrid host(k.nx, k.ny, k.nz, k.nzAll, k.z0, 4), dev = host;
-      const fd::TStepBox& b = k.box;
-      if (nHalf == 0) {
-        fd::RunStepPointwise(host.Step(host.Velocity(), k.bPml), b.z0, b.y0, b.x0, b.z1, b.y1, b.x1);
-        RunTiles(dev.Step(dev.Velocity(), k.bPml), b);
-      } else {
-        fd::RunStepPointwise(host.Step(host.Pressure(), k.bPml), b.z0, b.y0, b.x0, b.z1, b.y1, b.x1);
-        RunTiles(dev.Step(dev.Pressure(), k.bPml), b);
-      }
-      for (int i = 0; i < 4; i++)
-        EXPECT_TRUE(SameBits(host.f[i], dev.f[i])) << k.name << " half-step " << nHalf << " field " << i;
-      for (int m = 0; m < fd::kPmlMemMax; m++)
-        EXPECT_TRUE(SameBits(host.mem[m], dev.mem[m])) << k.name << " half-step " << nHalf << " memory " << m;
-    }
+    const TGrid aco(k.nx, k.ny, k.nz, k.nzAll, k.z0, fd::FD_ACOUSTIC);
+    ExpectSameAsHost(aco, &TGrid::AcoVelocity, k.bPml, k.box, std::string(k.name) + " acoustic U");
+    ExpectSameAsHost(aco, &TGrid::AcoPressure, k.bPml, k.box, std::string(k.name) + " acoustic Tau");
+  }
+  // The elastic policies (surface form, Q factor, orthorhombic stiffness) on two of the layouts.
+  for (const Case* k : {&cases[0], &cases[4]}) {
+    const TGrid ela(k->nx, k->ny, k->nz, k->nzAll, k->z0, fd::FD_ORTHORHOMBIC);
+    ExpectSameAsHost(ela, &TGrid::ElaVelocity, k->bPml, k->box, std::string(k->name) + " elastic U");
+    ExpectSameAsHost(ela, &TGrid::ElaStress, k->bPml, k->box, std::string(k->name) + " elastic Tau");
+    ExpectSameAsHost(ela, &TGrid::OrtStress, k->bPml, k->box, std::string(k->name) + " orthorhombic Tau");
   }
 }
 
 // A box thinner than a tile still gets its points, and nothing outside it.
 TEST(CudaTiles, ThinBoxTouchesOnlyItself) {
-  TAcoGrid g(40, 30, 20, 20, 0, 4), ref = g;
+  TGrid g(40, 30, 20, 20, 0, fd::FD_ACOUSTIC), ref = g;
   const fd::TStepBox b{7, 11, 13, 7, 11, 13};
-  RunTiles(g.Step(g.Velocity(), true), b);
+  RunTiles(g.Step(g.AcoVelocity(), true), b);
   size_t nChanged = 0;
   for (int i = 0; i < 3; i++)
     for (size_t q = 0; q < g.f[i].size(); q++)
