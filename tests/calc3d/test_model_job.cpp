@@ -1,44 +1,21 @@
 // Whole jobs through the program: the shot summary, the model cube and the
 // computation grid it prints, skipped shots, points sunk onto the model, and
 // a missing model file.
-#include <sys/wait.h>
-
+#include "run/run_test_util.h"
 #include "test_model_helpers.h"
 
 namespace {
 
-// Runs the program in the current directory: its exit status (-1 on a
-// crash) and its console text.
-int RunKelvo(std::string& out, const std::string& args = "") {
-  const std::string cmd = std::string("OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 ") + KELVO_BINARY +
-                          " " + args + " > console.txt 2>&1";
-  const int st = system(cmd.c_str());
-  out = read_text("console.txt");
-  if (st == -1 || !WIFEXITED(st))
-    return -1;
-  return WEXITSTATUS(st);
+// Writes the job file of an acoustic job over the given model and surface type.
+void WriteTask(const char* szModel, int nSurfType) {
+  char szTask[1024];
+  snprintf(szTask, sizeof(szTask),
+           "[TASK]\ntaskType=modeling\n[modeling]\nRun Computation=3D Acoustic\nModel Name=%s\nSurfType=%d\nPML=1\n"
+           "Merge=0\n[Survey]\nGeometry=survey.txt\nt0=0\nt1=0.03\ndt=0.002\n[Mesh]\ndx=10\ndt=0.001\n[Source]\n"
+           "Frequency=20\n[optimization]\nthreads per process=2\n",
+           szModel, nSurfType);
+  write_text("runtask.ini", szTask);
 }
-
-const char* const s_szTask = "[TASK]\n"
-                             "taskType=modeling\n"
-                             "[modeling]\n"
-                             "Run Computation=3D Acoustic\n"
-                             "Model Name=%s\n"
-                             "SurfType=%d\n"
-                             "PML=1\n"
-                             "Merge=0\n"
-                             "[Survey]\n"
-                             "Geometry=survey.txt\n"
-                             "t0=0\n"
-                             "t1=0.03\n"
-                             "dt=0.002\n"
-                             "[Mesh]\n"
-                             "dx=10\n"
-                             "dt=0.001\n"
-                             "[Source]\n"
-                             "Frequency=20\n"
-                             "[optimization]\n"
-                             "threads per process=2\n";
 
 } // namespace
 
@@ -51,11 +28,9 @@ TEST_F(ModelJobTest, ForeignModelRunsThroughShotPipeline) {
                              [](int x, int, int z) { return z < 5 ? 0.0f : 1500.0f + 5.0f * z + x; }));
   WriteFile("survey.txt", "2000 20 0 2100 20 0\n"
                           "500 20 0 400 20 0\n500 20 0 600 20 0\n500 20 0 700 20 0\n");
-  char szTask[2048];
-  snprintf(szTask, sizeof(szTask), s_szTask, "vp.sgy", 0);
-  WriteFile("runtask.ini", szTask);
+  WriteTask("vp.sgy", 0);
   std::string out;
-  const int rc = RunKelvo(out);
+  const int rc = RunKelvo(".", out);
   EXPECT_EQ(rc, 0) << out;
   EXPECT_NE(out.find("Warning! Shot #1 (2000,20,0) is outside computation zone "
                      "[0..1000,0..50,0..200]."),
@@ -86,11 +61,9 @@ TEST_F(ModelJobTest, ForeignModelRunsThroughShotPipeline) {
 
 TEST_F(ModelJobTest, MissingModelFileStopsCleanly) {
   WriteFile("survey.txt", "500 20 0 400 20 0\n");
-  char szTask[2048];
-  snprintf(szTask, sizeof(szTask), s_szTask, "nomodel.sgy", 1);
-  WriteFile("runtask.ini", szTask);
+  WriteTask("nomodel.sgy", 1);
   std::string out;
-  const int rc = RunKelvo(out);
+  const int rc = RunKelvo(".", out);
   EXPECT_NE(rc, 0) << out;
   EXPECT_NE(rc, -1) << out;
   EXPECT_NE(out.find("Error! Unable to open model file 'nomodel.sgy'."), std::string::npos) << out;

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "output/ExampleJob.h"
-#include "seisfile/ScratchDir.h"
+#include "run/run_test_util.h"
 #include "seisfile/SegyTestFile.h"
 
 namespace {
@@ -15,46 +15,24 @@ namespace {
 const char kComponents[] = {'x', 'y', 'z', 'c'};
 using Gather = std::vector<std::vector<float>>;
 
-class OutputJobTest : public ::testing::Test {
+class OutputJobTest : public KelvoJobTest {
 protected:
-  void SetUp() override {
-#ifndef KELVO_HAVE_SEGYIO
-    GTEST_SKIP() << "segyio not available";
-#endif
-    if (!file_exists(KELVO_BINARY))
-      GTEST_SKIP() << "kelvo program not built";
-  }
-
-  // A job small enough to take a second or two per shot.
-  CExampleJob SmallJob(int nShots) const {
-    CExampleJob job;
-    job.m_strDir = m_dir.Root().c_str();
-    job.m_fX1 = 160, job.m_fY1 = 160, job.m_fZ1 = 120;
-    job.m_vLayers = {CExampleJob::CLayer{60, 1500}, CExampleJob::CLayer{1e30, 2000}};
-    job.m_nShots = nShots, job.m_nReceivers = 9;
-    job.m_t1 = 0.06, job.m_tdt = 0.002, job.m_fFrequency = 30;
-    job.m_nThreads = 2;
-    return job;
-  }
-
-  // Runs kelvo in `dir`; returns its exit status, the console text in `out`.
-  static int RunKelvo(const std::string& dir, std::string& out) {
-    const int st = system(("cd '" + dir + "' && '" KELVO_BINARY "' > console.txt 2>&1").c_str());
-    out = read_text(dir + "/console.txt");
-    return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-  }
-
   // The gather of a component: merged, or of one shot.
   std::string GatherFile(char c, int nShot = 0, const std::string& dir = "") const {
     return (dir.empty() ? m_dir.Root() : dir) + "/vp+Gath3DAPU" + c + (nShot ? "-" + std::to_string(nShot) : "") +
            ".sgy";
   }
-
-  CScratchDir m_dir;
 };
 
 TEST_F(OutputJobTest, GathersTimeFieldsSnapshotsAndARecoveredRunThroughASpillFile) {
-  CExampleJob job = SmallJob(4);
+  // Four shots small enough to take a second or two each.
+  CExampleJob job;
+  job.m_strDir = m_dir.Root().c_str();
+  job.m_fX1 = 160, job.m_fY1 = 160, job.m_fZ1 = 120;
+  job.m_vLayers = {CExampleJob::CLayer{60, 1500}, CExampleJob::CLayer{1e30, 2000}};
+  job.m_nShots = 4, job.m_nReceivers = 9;
+  job.m_t1 = 0.06, job.m_tdt = 0.002, job.m_fFrequency = 30;
+  job.m_nThreads = 2;
   job.m_nTimeFieldType = 3, job.m_fTimeStep = 20;
   job.m_strSnap3DTimes = "0.03 0.05", job.m_strSnap3DComponents = "CZ", job.m_fSnap3DStep = 20;
   ASSERT_EQ(0, job.Write());

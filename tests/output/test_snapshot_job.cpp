@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "output/ExampleJob.h"
-#include "seisfile/ScratchDir.h"
+#include "run/run_test_util.h"
 #include "seisfile/SegyTestFile.h"
 
 namespace {
@@ -59,17 +59,7 @@ struct SJobCase {
   const char* szTag; // method letter of the file names
 };
 
-class SnapshotJob : public ::testing::TestWithParam<SJobCase> {
-protected:
-  void SetUp() override {
-#ifndef KELVO_HAVE_SEGYIO
-    GTEST_SKIP() << "segyio not available";
-#endif
-    if (!file_exists(KELVO_BINARY))
-      GTEST_SKIP() << "kelvo program not built";
-  }
-  CScratchDir m_dir;
-};
+class SnapshotJob : public KelvoJobTest, public ::testing::WithParamInterface<SJobCase> {};
 
 TEST_P(SnapshotJob, EachFrameIsTheVerticalSectionOfTheCubeAtItsTime) {
   const SJobCase c = GetParam();
@@ -87,8 +77,8 @@ TEST_P(SnapshotJob, EachFrameIsTheVerticalSectionOfTheCubeAtItsTime) {
   ASSERT_EQ(0, job.Write());
   write_text(m_dir.Path("runtask.ini"),
              read_text(m_dir.Path("runtask.ini")) + "\n[Snapshot]\nEvery=1\nt0=0.0205\ndt=0.015\n");
-  const int st = system(("cd '" + m_dir.Root() + "' && '" KELVO_BINARY "' > console.txt 2>&1").c_str());
-  ASSERT_EQ(0, WIFEXITED(st) ? WEXITSTATUS(st) : -1) << read_text(m_dir.Path("console.txt"));
+  std::string out;
+  ASSERT_EQ(0, RunKelvo(m_dir.Root(), out)) << out;
 
   const std::string base = m_dir.Path(std::string("vp+"));
   const std::vector<SZplSection> sections = read_zpl(base + "Snap3D" + c.szTag + "PU.zpl");

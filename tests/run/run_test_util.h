@@ -1,7 +1,9 @@
-// Helpers of the run-control tests: a scratch working directory and a
-// capture of standard output (the console of a lone process).
+// Helpers of the run-control and whole-job tests: a scratch working
+// directory, a capture of standard output (the console of a lone process), a
+// run of the kelvo program and the fixture of whole-job tests.
 #pragma once
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -43,3 +45,31 @@ private:
 };
 
 using InTempDir = ScratchDirTest;
+
+#ifdef KELVO_BINARY
+// Runs the kelvo program in dir with the given arguments, its console going
+// to console.txt there: the exit status (-1 when it did not exit), and the
+// console text in out.
+inline int RunKelvo(const std::string& dir, std::string& out, const std::string& args = "") {
+  const int st =
+      system(("cd '" + dir + "' && OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 '" KELVO_BINARY "' " +
+              args + " > console.txt 2>&1")
+                 .c_str());
+  out = read_text(dir + "/console.txt");
+  return st != -1 && WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+}
+
+// A whole-job test with a scratch directory (not entered), skipped without
+// segyio to read the results or without the program.
+class KelvoJobTest : public ::testing::Test {
+protected:
+  void SetUp() override {
+#ifndef KELVO_HAVE_SEGYIO
+    GTEST_SKIP() << "segyio not available";
+#endif
+    if (!file_exists(KELVO_BINARY))
+      GTEST_SKIP() << "kelvo program not built";
+  }
+  CScratchDir m_dir;
+};
+#endif
