@@ -3,14 +3,12 @@
 // of its own job, and files without usable shots stop the job cleanly.
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
 #include <cmath>
 #include <string>
 #include <vector>
 
 #include "output/ExampleJob.h"
-#include "seisfile/ScratchDir.h"
+#include "run/run_test_util.h"
 #include "seisfile/SegyTestFile.h"
 
 #ifdef KELVO_HAVE_SEGYIO
@@ -25,13 +23,8 @@ struct SLine {
   int inl, xl, id, traceId, fileId;
 };
 
-class SurveySgyJobTest : public ::testing::Test {
+class SurveySgyJobTest : public KelvoJobTest {
 protected:
-  void SetUp() override {
-    if (!file_exists(KELVO_BINARY))
-      GTEST_SKIP() << "kelvo program not built";
-  }
-
   // A small job in dir, its survey to be given by the test.
   static CExampleJob SmallJob(const std::string& dir) {
     CExampleJob job;
@@ -58,13 +51,6 @@ protected:
     write_text(dir + "/runtask.ini", task);
   }
 
-  // Exit status of kelvo run in dir, -1 if it did not exit; its console in out.
-  static int RunKelvo(const std::string& dir, std::string& out) {
-    const int st = system(("cd '" + dir + "' && '" KELVO_BINARY "' > console.txt 2>&1").c_str());
-    out = read_text(dir + "/console.txt");
-    return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-  }
-
   static std::string Gather(const std::string& dir, char c) { return dir + "/vp+Gath3DAPU" + c + ".sgy"; }
 
   static void ExpectSameGathers(const std::string& a, const std::string& b) {
@@ -74,8 +60,6 @@ protected:
       EXPECT_TRUE(fa == fb) << "gather " << c << " of " << b << " differs from " << a;
     }
   }
-
-  CScratchDir m_dir;
 };
 
 // Three shots of three receivers off the model's nodes: coordinates in
@@ -100,7 +84,7 @@ void WriteTextSurvey(const std::string& path, const std::vector<SLine>& v) {
   write_text(path, text);
 }
 
-bool WriteSgySurvey(const std::string& path, const std::vector<SLine>& v, int16_t traceId = 1) {
+bool WriteSgySurvey(const std::string& path, const std::vector<SLine>& v) {
   std::vector<STestTrace> traces;
   for (const SLine& l : v) {
     STestTrace t;
@@ -110,7 +94,6 @@ bool WriteSgySurvey(const std::string& path, const std::vector<SLine>& v, int16_
     t.selev = (int32_t)std::lround(-l.s[2] * 10), t.gelev = (int32_t)std::lround(-l.r[2] * 10);
     t.iline = l.inl, t.xline = l.xl, t.energySource = l.id;
     t.traceNo = l.traceId, t.fieldRecord = l.fileId;
-    t.traceId = traceId;
     t.samples.assign(4, 0.0f);
     traces.push_back(t);
   }
@@ -149,16 +132,14 @@ TEST_F(SurveySgyJobTest, SurveysWithoutUsableShotsStopCleanly) {
   const struct {
     const char* szCase;
     std::vector<SLine> lines;
-    int16_t traceId;
     const char* szMessage;
   } cases[] = {
-      {"no traces", {}, 1, "Error! Unable to read the survey acquisition geometry file geometry.sgy."},
-      {"all dead", OffNodeSurvey(), 2, "Error! Unable to read the survey acquisition geometry file geometry.sgy."},
-      {"outside", far, 1, "Warning! Shot #1 (5040.25,80.25,20.5) is outside computation zone"},
+      {"no traces", {}, "Error! Unable to read the survey acquisition geometry file geometry.sgy."},
+      {"outside", far, "Warning! Shot #1 (5040.25,80.25,20.5) is outside computation zone"},
   };
   for (const auto& c : cases) {
     const std::string dir = NewJob(c.szCase);
-    ASSERT_TRUE(WriteSgySurvey(dir + "/geometry.sgy", c.lines, c.traceId));
+    ASSERT_TRUE(WriteSgySurvey(dir + "/geometry.sgy", c.lines));
     UseSurvey(dir, "geometry.sgy");
     std::string out;
     const int rc = RunKelvo(dir, out);
