@@ -5,8 +5,7 @@
 
 namespace {
 
-void SetGrid(CCalc3D_OMP& c, CKelvoApp& app, int n, bool bPml) {
-  (void)app;
+void SetGrid(CCalc3D_OMP& c, int n, bool bPml) {
   c.m_Set.m_nMethod = METHOD_ACOUSTIC;
   c.m_bPML = bPml;
   c.m_nFrame = bPml ? 26 : 38;
@@ -28,7 +27,7 @@ TEST(EngineMemory, EstimateOfTheMemoryPlan) {
     CKelvoApp app;
     CCalc3D_OMP c;
     const int n = sizes[k];
-    SetGrid(c, app, n, true);
+    SetGrid(c, n, true);
     c.m_vRcvIdx.assign(100, 0);
     c.m_nSeisLen = 1001;
     ASSERT_EQ(0, c.AllocateMemory(true, false));
@@ -48,7 +47,7 @@ TEST(EngineMemory, EstimateOfTheMemoryPlan) {
   // The spill file keeps one row of the gather in memory.
   CKelvoApp app;
   CCalc3D_OMP c;
-  SetGrid(c, app, 50, false);
+  SetGrid(c, 50, false);
   c.m_vRcvIdx.assign(1000, 0);
   c.m_nSeisLen = 5000;
   c.AllocateMemory(true, true);
@@ -61,7 +60,7 @@ TEST(EngineMemory, EstimateOfTheMemoryPlan) {
 TEST(EngineMemory, LimitAndShortage) {
   CKelvoApp app;
   CCalc3D_OMP c;
-  SetGrid(c, app, 100, true);
+  SetGrid(c, 100, true);
   c.m_Set.m_nMemoryLimit = 10; // MB
   EXPECT_EQ(CALC_MEMORY_LIMIT, c.AllocateMemory(false, true));
   c.m_Set.m_nMemoryLimit = 0;
@@ -76,7 +75,7 @@ TEST(EngineMemory, LimitAndShortage) {
       c.m_pPmlMem[k][c.GetPmlMemSize(k) - 1] = 1.0f;
   }
   // A need beyond what the machine has fails cleanly.
-  SetGrid(c, app, 100000, false);
+  SetGrid(c, 100000, false);
   c.m_nNz = c.m_nNzAll = 1000, c.m_nZ1 = 999;
   EXPECT_EQ(CALC_NO_MEMORY, c.AllocateMemory(false, true));
   EXPECT_EQ(0, c.FreeMemory(true, true, true, true, true));
