@@ -151,6 +151,8 @@ int CCalc3D::RunTimeLoop(CTimeStep& step) {
   for (int i = 0; i < n && nResult == 0; i++) {
     if (step.StopsBetweenSteps() && cluster_StopOrdered())
       nResult = CALC_TERMINATE;
+    else if (cluster_SignalStop(GetGroupSize(), GetGroupRank(), m_Set.m_nNode, m_nShot, i, n))
+      nResult = RUN_INTERRUPTED;
     else
       nResult = RunTimeStep(step, i, n, fRecNext);
   }

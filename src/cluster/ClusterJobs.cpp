@@ -12,6 +12,7 @@
 #include "cluster/MessageTags.h"
 #include "common.h"
 #include "run/KelvoApp.h"
+#include "run/StopSignal.h"
 
 static void send_int(int nValue, int nDest, int nTag) { MPI_Send(&nValue, 1, MPI_INT, nDest, nTag, MPI_COMM_MT); }
 
@@ -90,7 +91,7 @@ static int deal_shots(std::vector<int>& vLeaders, int nFirst, int nLast, int g, 
     if (bDebug)
       u_Print("%d of %d jobs!\n", nFinished, nJobs);
     u_Percent_master(nJobs, nFinished, nValue, nSource);
-    if (nNext <= nLast) {
+    if (nNext <= nLast && !run_StopSignal()) {
       send_int(nNext++, nSource, TAG_JOB_SHOT);
     } else {
       send_int(-1, nSource, TAG_JOB_SHOT);
@@ -212,6 +213,10 @@ int CKelvoApp::MPI_RunSlave() {
     if (rc != 0) {
       if (!bGroup) {
         send_done(-1, 0);
+      } else if (rc == RUN_INTERRUPTED) {
+        // The whole group stopped at the same step; its leader reports it.
+        if (m_nGroupRank == 0)
+          send_done(-1, 0);
       } else {
         // The other members would wait for ever on this one: the whole run must stop.
         if (m_bDebug)

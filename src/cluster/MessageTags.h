@@ -77,7 +77,10 @@
   X(TAG_GATHER_FILEID, 156)    /* int, 1 a trace */                                                                    \
   /* Largest P velocity of a group, checked against the time step. */                                                  \
   X(TAG_VMAX_UP, 160)   /* float, 1: member to leader, of its slab */                                                  \
-  X(TAG_VMAX_DOWN, 161) /* float, 1: leader to members, of the group */
+  X(TAG_VMAX_DOWN, 161) /* float, 1: leader to members, of the group */                                                \
+  /* Stop signals of a depth group, at each time step. */                                                              \
+  X(TAG_STOP_VOTE, 162)    /* int, 1: member to leader, the signal it caught or 0 */                                   \
+  X(TAG_STOP_VERDICT, 163) /* int, 1: leader to members, the signal that stops the group or 0 */
 
 #define KELVO_TAG_ENUM(name, value) name = value,
 enum { KELVO_WORLD_TAGS(KELVO_TAG_ENUM) };

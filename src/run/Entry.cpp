@@ -15,6 +15,7 @@
 #include "HostCensus.h"
 #include "KelvoApp.h"
 #include "StartupScan.h"
+#include "StopSignal.h"
 #include "cluster/MessageTags.h"
 #include "common.h"
 #include "os.h"
@@ -99,6 +100,7 @@ int kelvo_main(int argc, char** argv) {
   const int nRange = entry_parse_shots(argc, argv, nFirst, nLast, strRange);
 
   MPI_Init(&argc, &argv);
+  run_InstallStopHandlers();
   int nWorldRank = 0, nWorldSize = 0;
   MPI_Comm_rank(MPI_COMM_WORLD, &nWorldRank);
   MPI_Comm_size(MPI_COMM_WORLD, &nWorldSize);

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "KelvoApp.h"
+#include "StopSignal.h"
 #include "calc1d/Calc1D.h"
 #include "calc3d/Calc3D.h"
 
@@ -21,6 +22,16 @@ static void report_end(int rc, double fStart) {
   if (rc == 0)
     u_Success("Simulation finished successfully.\n");
   u_Print("Elapsed Time: %s (%g seconds).\n", szTime, fSeconds);
+}
+
+// End of a run stopped by a signal: the shots finished so far keep their
+// files, nothing is merged, and the last line says how to go on.
+static int report_stop(int nSignal, double fStart) {
+  report_end(RUN_INTERRUPTED, fStart);
+  u_Error("Error! The run was stopped by %s: the finished shots are kept and nothing is merged. Run the job again "
+          "with Recovery=1 to compute the shots left.\n",
+          run_SignalName(nSignal));
+  return run_SignalExitCode(nSignal);
 }
 
 // Wall-clock seconds of the phases of a shot, printed when it is done.
@@ -227,17 +238,17 @@ int kelvo_run(int nFirst, int nLast) {
       return app.Run1DShot();
     if (app.LoadSurveyGeometry() != 0)
       return -1;
-    if (g_nSize > 1 && g_nNode == 0) {
-      if ((rc = app.MPI_RunMaster()) != 0)
-        return rc;
-    } else if (g_nSize > 1) {
-      if ((rc = app.MPI_RunSlave()) != 0)
-        return rc;
-    } else {
-      for (int s = app.m_nCurPoint; s <= app.m_nLastPoint; s++)
-        if ((rc = app.RunShot(s)) != 0)
-          return rc;
-    }
+    if (g_nSize > 1 && g_nNode == 0)
+      rc = app.MPI_RunMaster();
+    else if (g_nSize > 1)
+      rc = app.MPI_RunSlave();
+    else
+      for (int s = app.m_nCurPoint; s <= app.m_nLastPoint && rc == 0 && !run_StopSignal(); s++)
+        rc = app.RunShot(s);
+    if (run_StopSignal())
+      return report_stop(run_StopSignal(), fStart);
+    if (rc != 0)
+      return rc;
     if (app.m_pCalc3D)
       app.m_pCalc3D->FreeMemory(true, true, true, true, true);
     // A run that computed nothing has nothing to merge: merging would only

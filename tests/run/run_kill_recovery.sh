@@ -1,8 +1,10 @@
 #!/bin/bash
-# A run killed in the middle of a shot (SIGKILL, and SIGTERM) and started
-# again with Recovery=1 computes only the shots left unfinished, and its merged
-# gathers are the same bytes as those of a run that was never stopped; alone
-# and dealt out over two MPI workers.
+# A run stopped in the middle of a shot and started again with Recovery=1
+# computes only the shots left unfinished, and its merged gathers are the same
+# bytes as those of a run that was never stopped; alone and dealt out over two
+# MPI workers. SIGKILL ends a run at once; SIGTERM and SIGINT end it at the
+# next time step with the finished shots kept and a last line that says so,
+# whether every rank gets the signal or only the launcher.
 source "$(dirname "$0")/common.bash"
 [ -x "$MAKEJOB" ] || { echo "FAIL: job generator $MAKEJOB not built"; exit 1; }
 
@@ -37,9 +39,11 @@ tree() { # pid
 }
 
 # Starts the job (alone, or under mpirun with NP processes), sends SIG once
-# shot 3 is under way and waits for the end.
-run_and_stop() { # dir signal [processes]
-  local dir=$1 sig=$2 pid
+# shot 3 is under way and waits for the end. The signal goes to every process
+# but the timeout wrapper (which reports how its child ended), or with TO
+# "ranks" to the kelvo processes only, with "launcher" to mpirun only.
+run_and_stop() { # dir signal [processes [to]]
+  local dir=$1 sig=$2 pid targets
   if [ $# -gt 2 ]; then
     (cd "$dir" && exec timeout 300 mpirun -np "$3" "$KELVO" >out.txt 2>&1) &
   else
@@ -47,13 +51,32 @@ run_and_stop() { # dir signal [processes]
   fi
   pid=$!
   if wait_shot3 "$pid" "$dir"; then
-    # All but the timeout wrapper, which reports how its child ended.
-    kill -"$sig" $(tree "$pid" | grep -vx "$pid") 2>/dev/null
+    targets=$(tree "$pid" | grep -vx "$pid")
+    case "${4:-all}" in
+    ranks) targets=$(ps -o pid= --ppid "$(ps -o pid= --ppid "$pid" | tr -d ' ')") ;;
+    launcher) targets=$(ps -o pid= --ppid "$pid") ;;
+    esac
+    kill -"$sig" $targets 2>/dev/null
   else
     fail "$dir: shot 3 never seen under way"
   fi
   wait "$pid" 2>/dev/null
   RC=$?
+}
+
+# A run stopped by SIG at a step boundary: the exit status of that signal,
+# the stop of shot 3 in the log of the process that computed it, and the
+# last message of rank 0 saying what became of the run.
+expect_signal_stop() { # dir name signal status
+  local dir=$1 name=$2 sig=$3
+  [ "$RC" = "$4" ] || fail "$name: exit status $RC, not $4"
+  grep -q "^Error! Stopped by SIG$sig before time step [0-9]* of [0-9]* of shot 3:" "$dir"/Kelvo-*.log ||
+    fail "$name: no process reports shot 3 stopped at a time step"
+  [ "$(grep '^Error!' "$dir/Kelvo-0.log" | tail -1)" = "Error! The run was stopped by SIG$sig: the finished shots are \
+kept and nothing is merged. Run the job again with Recovery=1 to compute the shots left." ] ||
+    fail "$name: last message of rank 0 is not the stop"
+  expect_joined "$dir/out.txt" "The run was stopped by SIG$sig"
+  ls "$dir"/*.part.* >/dev/null 2>&1 && fail "$name: partial files left"
 }
 
 # Restarts the job with Recovery=1 and checks that it finished, computing the
@@ -97,13 +120,17 @@ run_and_stop "$K" KILL
 [ "$RC" = 137 ] || fail "killed run: exit status $RC"
 recover "$K" "killed run"
 
-# SIGTERM has the system's default effect: the run ends at once, and the
-# shots finished before it keep their gathers.
-T="$WORK/term"
-job "$T"
-run_and_stop "$T" TERM
-[ "$RC" = 143 ] || fail "terminated run: exit status $RC"
-recover "$T" "terminated run"
+# SIGTERM and SIGINT stop a lone process at the next time step.
+while read -r sig status; do
+  T="$WORK/single-$sig"
+  job "$T"
+  run_and_stop "$T" "$sig"
+  expect_signal_stop "$T" "single process, SIG$sig" "$sig" "$status"
+  recover "$T" "single process, SIG$sig"
+done <<'EOF2'
+TERM 143
+INT 130
+EOF2
 
 if have_mpi; then
   M="$WORK/mpi-kill"
@@ -111,5 +138,21 @@ if have_mpi; then
   run_and_stop "$M" KILL 3
   [ "$RC" -ne 0 ] || fail "killed MPI run: exit status 0"
   recover "$M" "killed MPI run" 3
+
+  # Every rank catches the signal: the workers stop their shots at a step, the
+  # master hands out no more and all leave together.
+  M="$WORK/mpi-ranks"
+  job "$M"
+  run_and_stop "$M" TERM 3 ranks
+  expect_signal_stop "$M" "MPI run, SIGTERM to the ranks" TERM 143
+  recover "$M" "MPI run, SIGTERM to the ranks" 3
+
+  # Only the launcher gets it; what it passes on stops the run all the same,
+  # and whatever it cuts short never looks finished.
+  M="$WORK/mpi-launcher"
+  job "$M"
+  run_and_stop "$M" INT 3 launcher
+  [ "$RC" -ne 0 ] && [ "$RC" -ne 124 ] || fail "MPI run, SIGINT to the launcher: exit status $RC"
+  recover "$M" "MPI run, SIGINT to the launcher" 3
 fi
 finish
