@@ -25,14 +25,6 @@ struct Thomsen {
 // Traces of the three components of every receiver.
 typedef std::vector<std::vector<float>> Record;
 
-Record Traces(Homogeneous& g) {
-  Record t;
-  for (size_t r = 0; r < g.calc.m_vRcvIdx.size(); r++)
-    for (char c : {'X', 'Y', 'Z'})
-      t.push_back(g.Trace(r, c));
-  return t;
-}
-
 // Relative RMS difference of two records.
 double RelativeRms(const Record& a, const Record& b) {
   double d = 0, s = 0;
@@ -42,23 +34,6 @@ double RelativeRms(const Record& a, const Record& b) {
       s += (double)b[k][i] * b[k][i];
     }
   return std::sqrt(d / s);
-}
-
-// Lag in samples, parabolic between samples, at which q best matches p.
-double Lag(const std::vector<float>& p, const std::vector<float>& q) {
-  const int n = (int)p.size();
-  std::vector<double> c(2 * n - 1, 0.0);
-  for (int lag = -(n - 1); lag < n; lag++)
-    for (int k = std::max(0, -lag); k < n && k + lag < n; k++)
-      c[lag + n - 1] += (double)p[k] * q[k + lag];
-  const int m = (int)(std::max_element(c.begin(), c.end()) - c.begin());
-  double d = 0;
-  if (m > 0 && m + 1 < (int)c.size()) {
-    const double den = c[m - 1] - 2 * c[m] + c[m + 1];
-    if (den != 0)
-      d = 0.5 * (c[m - 1] - c[m + 1]) / den;
-  }
-  return m - (n - 1) + d;
 }
 
 } // namespace
@@ -89,7 +64,7 @@ TEST(PhysicsAnisotropic, DegenerateMediaGiveTheSimplerMethodsRecords) {
         g.BuildAnisotropic(pair[k].nMethod, n, n, n, true, h, dt, vp, vs, kRho, f, pair[k].t.v);
       g.Shot(c, c, c, 1, {g.Idx(c + 5, c, c), g.Idx(c + 4, c + 4, c + 4), g.Idx(c - 2, c + 3, c + 5)}, 0.1);
       ASSERT_EQ(0, g.Run()) << "method " << pair[k].nMethod;
-      rec[k] = Traces(g);
+      rec[k] = g.Traces();
     }
     EXPECT_LT(RelativeRms(rec[1], rec[0]), 1e-5) << "method " << pair[1].nMethod << " against " << pair[0].nMethod;
   }
@@ -123,7 +98,7 @@ double PlaneWaveMoveout(int nMethod, const Thomsen& t, int a, int nType, char co
   std::vector<float> p = g.Trace(0, comp), q = g.Trace(1, comp);
   p.resize(std::min<size_t>(p.size(), kEnd));
   q.resize(p.size());
-  return Lag(p, q) * dt;
+  return trace_test::Lag(p, q) * dt;
 }
 
 // Largest eigenvalue of the Christoffel matrix of the medium for a plane

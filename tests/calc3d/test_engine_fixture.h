@@ -204,6 +204,15 @@ struct Homogeneous {
       t[s] = g[s * n + r];
     return t;
   }
+
+  // Traces of the X, Y and Z components of every receiver, in that order.
+  std::vector<std::vector<float>> Traces() {
+    std::vector<std::vector<float>> t;
+    for (size_t r = 0; r < calc.m_vRcvIdx.size(); r++)
+      for (char c : {'X', 'Y', 'Z'})
+        t.push_back(Trace(r, c));
+    return t;
+  }
 };
 
 } // namespace engine_test

@@ -221,31 +221,6 @@ TEST(PhysicsElastic, PointForceGivesTheWholeSpaceSolution) {
   }
 }
 
-namespace {
-
-// Lag in samples, parabolic between samples, at which q best matches p:
-// the maximum over lags of sum p[k] q[k + lag].
-double CrossCorrelationLag(const std::vector<double>& p, const std::vector<double>& q) {
-  const int n = (int)p.size();
-  std::vector<double> c(2 * n - 1, 0.0);
-  for (int lag = -(n - 1); lag < n; lag++)
-    for (int k = std::max(0, -lag); k < n && k + lag < n; k++)
-      c[lag + n - 1] += p[k] * q[k + lag];
-  int m = 0;
-  for (int i = 1; i < (int)c.size(); i++)
-    if (c[i] > c[m])
-      m = i;
-  double d = 0;
-  if (m > 0 && m + 1 < (int)c.size()) {
-    const double den = c[m - 1] - 2 * c[m] + c[m + 1];
-    if (den != 0)
-      d = 0.5 * (c[m - 1] - c[m + 1]) / den;
-  }
-  return m - (n - 1) + d;
-}
-
-} // namespace
-
 TEST(PhysicsElastic, FreeSurfaceCarriesTheRayleighWave) {
   // Void above plane 26, as a free top leaves the model, and the surface
   // form of the steps (SuppressSV off). A vertical force just below the
@@ -261,7 +236,7 @@ TEST(PhysicsElastic, FreeSurfaceCarriesTheRayleighWave) {
   g.VoidAbove(zs);
   g.Shot(sx, sy, z, 3, {g.Idx(sx + x1, sy, z), g.Idx(sx + x2, sy, z)}, 0.5);
   ASSERT_EQ(0, g.Run());
-  const double lag = CrossCorrelationLag(ToDouble(g.Trace(0, 'Z')), ToDouble(g.Trace(1, 'Z')));
+  const double lag = trace_test::Lag(g.Trace(0, 'Z'), g.Trace(1, 'Z'));
   const double v = (x2 - x1) * kH / (lag * kDt);
   EXPECT_NEAR(v / (0.9194 * kVs), 1.0, 0.02);
 }
@@ -290,11 +265,7 @@ std::vector<std::vector<float>> PmlRecord(int n, int s, int nType, double t1) {
     rcv.push_back(g.Idx(s + r.dx, s + r.dy, s + r.dz));
   g.Shot(s, s, s, nType, rcv, t1);
   EXPECT_EQ(0, g.Run());
-  std::vector<std::vector<float>> t;
-  for (int r = 0; r < kNPmlRcv; r++)
-    for (char c : {'X', 'Y', 'Z'})
-      t.push_back(g.Trace(r, c));
-  return t;
+  return g.Traces();
 }
 
 } // namespace
@@ -368,14 +339,12 @@ TEST(PhysicsElastic, LongRunWithPmlFreeTopAndHighVpVsStaysStable) {
     }
   EXPECT_TRUE(bFinite);
   // Largest recorded value over all receivers and components in rows [a, b).
+  const std::vector<std::vector<float>> traces = g.Traces();
   auto largest = [&](size_t a, size_t b) {
     double m = 0;
-    for (size_t r = 0; r < rcv.size(); r++)
-      for (char comp : {'X', 'Y', 'Z'}) {
-        const std::vector<float> t = g.Trace(r, comp);
-        for (size_t i = a; i < b && i < t.size(); i++)
-          m = std::max(m, (double)std::fabs(t[i]));
-      }
+    for (const std::vector<float>& t : traces)
+      for (size_t i = a; i < b && i < t.size(); i++)
+        m = std::max(m, (double)std::fabs(t[i]));
     return m;
   };
   const size_t nRows = k.m_nSeisLen;

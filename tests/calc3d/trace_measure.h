@@ -43,4 +43,22 @@ template <class T, class U> double Correlation(const std::vector<T>& p, const st
   return sxx > 0 && syy > 0 ? sxy / std::sqrt(sxx * syy) : 0.0;
 }
 
+// Lag in samples, parabolic between samples, at which q best matches p: the
+// maximum over lags of sum p[k] q[k + lag].
+template <class T> double Lag(const std::vector<T>& p, const std::vector<T>& q) {
+  const int n = (int)p.size();
+  std::vector<double> c(2 * n - 1, 0.0);
+  for (int lag = -(n - 1); lag < n; lag++)
+    for (int k = std::max(0, -lag); k < n && k + lag < n; k++)
+      c[lag + n - 1] += (double)p[k] * q[k + lag];
+  const int m = (int)(std::max_element(c.begin(), c.end()) - c.begin());
+  double d = 0;
+  if (m > 0 && m + 1 < (int)c.size()) {
+    const double den = c[m - 1] - 2 * c[m] + c[m + 1];
+    if (den != 0)
+      d = 0.5 * (c[m - 1] - c[m + 1]) / den;
+  }
+  return m - (n - 1) + d;
+}
+
 } // namespace trace_test
