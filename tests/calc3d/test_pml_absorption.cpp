@@ -86,26 +86,15 @@ TEST(PmlAbsorption, SlabsTakeTheVelocityOfTheirOwnPoint) {
   // A velocity that differs at every point: each slab entry must hold the
   // profile of the velocity at the point it stands for.
   Homogeneous g;
-  auto vp = [](int x, int y, int z) { return (float)(2000 + 7 * x + 5 * y + 3 * z); };
-  const int n = 52, N = 21, s = 2;
-  g.calc.m_Set.m_nMethod = METHOD_ACOUSTIC;
-  g.calc.m_nNx = n, g.calc.m_nNy = n + 2, g.calc.m_nNz = n + 4, g.calc.m_nNzAll = n + 4;
-  g.calc.m_nZ0 = 0, g.calc.m_nZ1 = n + 3;
-  g.calc.m_nFrame = 26, g.calc.m_nPML = N, g.calc.m_nStart = s;
-  g.calc.m_fH = 10, g.calc.m_fDt = 0.001, g.calc.m_Signal.m_fFrequency = 20;
-  ASSERT_EQ(0, g.calc.AllocateMemory(false, true));
-  const int nx = n, ny = n + 2, nz = n + 4;
-  for (int z = 0; z < nz; z++)
-    for (int y = 0; y < ny; y++)
-      for (int x = 0; x < nx; x++)
-        g.calc.m_pK[g.Idx(x, y, z)] = vp(x, y, z);
-  g.calc.InitPMLProfile();
+  float (*vp)(int, int, int) = [](int x, int y, int z) { return (float)(2000 + 7 * x + 5 * y + 3 * z); };
+  const int nx = 52, ny = 54, nz = 56, N = g.nPml, s = g.nStart;
+  g.Build(nx, ny, nz, true, kH, kDt, 0, kRho, kF, vp); // the profile is set up from the velocities
   auto expectEntry = [&](float* const* coef, size_t e, bool bHigh, int i, float v) {
     float a, b;
-    fd::PmlProfile(v, i, N, false, 10, 0.001, 20, a, b);
+    fd::PmlProfile(v, i, N, false, kH, kDt, kF, a, b);
     ASSERT_EQ(coef[bHigh ? fd::PML_A_HIGH_A : fd::PML_A_LOW_A][e], a);
     ASSERT_EQ(coef[bHigh ? fd::PML_B_HIGH_A : fd::PML_B_LOW_A][e], b);
-    fd::PmlProfile(v, i, N, true, 10, 0.001, 20, a, b);
+    fd::PmlProfile(v, i, N, true, kH, kDt, kF, a, b);
     ASSERT_EQ(coef[bHigh ? fd::PML_A_HIGH_B : fd::PML_A_LOW_B][e], a);
     ASSERT_EQ(coef[bHigh ? fd::PML_B_HIGH_B : fd::PML_B_LOW_B][e], b);
   };
