@@ -2,29 +2,22 @@
 // polarity back to a receiver below it, an invisible surface sends nothing,
 // and void cells of the model act as a free surface where they begin.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
+#include <cstdio>
 #include <string>
 #include <vector>
 
+#include "output/ExampleJob.h"
+#include "run/run_test_util.h"
+#include "seisfile/SegyTestFile.h"
+
 #ifdef KELVO_HAVE_SEGYIO
-#include <segyio/segy.h>
 
 namespace {
 
 const double kV = 2000, kDt = 0.001;
-
-std::string Slurp(const std::string& name) {
-  std::ifstream f(name);
-  std::stringstream ss;
-  ss << f.rdbuf();
-  return ss.str();
-}
 
 void Replace(std::string& s, const std::string& what, const std::string& with) {
   const size_t p = s.find(what);
@@ -32,82 +25,40 @@ void Replace(std::string& s, const std::string& what, const std::string& with) {
   s.replace(p, what.size(), with);
 }
 
-// Sets the samples above depth zVoid of every trace of a model cube to 0.
-bool MakeVoidTop(const std::string& path, int zVoid) {
-  segy_file* fp = segy_open(path.c_str(), "r+b");
-  if (!fp) {
-    ADD_FAILURE() << "cannot open " << path;
-    return false;
-  }
-  char bin[SEGY_BINARY_HEADER_SIZE];
-  segy_binheader(fp, bin);
-  const int ns = segy_samples(bin), fmt = segy_format(bin);
-  const long trace0 = segy_trace0(bin);
-  const int bsize = segy_trsize(fmt, ns);
-  int nTraces = 0;
-  segy_traces(fp, &nTraces, trace0, bsize);
-  std::vector<float> buf(ns);
-  char th[SEGY_TRACE_HEADER_SIZE];
-  segy_traceheader(fp, 0, th, trace0, bsize);
-  int dtUs = 0;
-  segy_get_field(th, SEGY_TR_SAMPLE_INTER, &dtUs);
-  // The model's depth step in metres is written as its sample interval.
-  const double dz = dtUs >= 1000 ? dtUs / 1000.0 : dtUs;
-  for (int tr = 0; tr < nTraces; tr++) {
-    segy_readtrace(fp, tr, buf.data(), trace0, bsize);
-    segy_to_native(fmt, ns, buf.data());
-    for (int k = 0; k < ns && k * dz < zVoid; k++)
-      buf[k] = 0;
-    segy_from_native(fmt, ns, buf.data());
-    segy_writetrace(fp, tr, buf.data(), trace0, bsize);
-  }
-  segy_close(fp);
-  return nTraces > 0;
-}
-
-// Writes a homogeneous job 400 m wide and zMax deep with a single shot at
-// (200, 200, zs) and receivers at depth zr, makes the model void above zVoid
-// (0 for none), runs it with the given surface type and returns the pressure
-// trace of the receiver straight above the shot.
+// Writes a homogeneous job 400 m wide and zMax deep, void above zVoid (0 for
+// none), with a single shot at (200, 200, zs) and receivers at depth zr, runs
+// it with the given surface type and returns the pressure trace of the
+// receiver straight above the shot.
 std::vector<float> RunSurfaceJob(const std::string& dir, int nSurfType, int zMax, int zVoid, int zs, int zr) {
-  std::vector<float> trace;
-  const std::string tool = std::string(KELVO_BUILD_DIR) + "/kelvo_make_job";
-  std::string cmd = "rm -rf " + dir + " && " + tool + " --dir " + dir + " --vp 2000 --size 400,400," +
-                    std::to_string(zMax) + " --shots 1 --receivers 5 --frequency 20 --record 0.3,0.001" +
-                    " --shot-depth " + std::to_string(zs) + " --receiver-depth " + std::to_string(zr) + " > /dev/null";
-  if (system(cmd.c_str()) != 0) {
-    ADD_FAILURE() << cmd;
-    return trace;
+  CExampleJob job;
+  job.m_strDir = dir.c_str();
+  job.m_fZ1 = zMax;
+  job.m_vLayers = {CExampleJob::CLayer{1e30, kV}};
+  if (zVoid > 0)
+    job.m_vLayers.insert(job.m_vLayers.begin(), CExampleJob::CLayer{(double)zVoid, 0});
+  job.m_nShots = 1, job.m_nReceivers = 5;
+  job.m_fFrequency = 20, job.m_t1 = 0.3, job.m_tdt = kDt;
+  job.m_fShotZ = zs, job.m_fRcvZ = zr;
+  if (job.Write() != 0) {
+    ADD_FAILURE() << "job not written in " << dir;
+    return {};
   }
-  if (zVoid > 0 && !MakeVoidTop(dir + "/vp.sgy", zVoid))
-    return trace;
-  std::string task = Slurp(dir + "/runtask.ini");
+  std::string task = read_text(dir + "/runtask.ini");
   Replace(task, "[Source]\n", "[Source]\nSignal=1\n");
   Replace(task, "[modeling]\n", "[modeling]\nSurfType=" + std::to_string(nSurfType) + "\n");
-  std::ofstream(dir + "/runtask.ini") << task;
-  cmd =
-      "cd " + dir + " && OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 " KELVO_BINARY " > console.txt 2>&1";
-  const int st = system(cmd.c_str());
-  if (st == -1 || !WIFEXITED(st) || WEXITSTATUS(st) != 0) {
-    ADD_FAILURE() << "kelvo failed in " << dir << ":\n" << Slurp(dir + "/console.txt");
-    return trace;
+  write_text(dir + "/runtask.ini", task);
+  std::string out;
+  if (RunKelvo(dir, out) != 0) {
+    ADD_FAILURE() << "kelvo failed in " << dir << ":\n" << out;
+    return {};
   }
-  segy_file* fp = segy_open((dir + "/vp+Gath3DAPUc.sgy").c_str(), "rb");
-  if (!fp) {
-    ADD_FAILURE() << "no merged pressure gather in " << dir;
-    return trace;
-  }
-  char bin[SEGY_BINARY_HEADER_SIZE];
-  EXPECT_EQ(segy_binheader(fp, bin), SEGY_OK);
-  const int ns = segy_samples(bin);
-  const long trace0 = segy_trace0(bin);
-  const int bsize = segy_trsize(SEGY_IBM_FLOAT_4_BYTE, ns);
-  trace.resize(ns);
   // Receiver 3 of 5 stands at x = 200, straight above the shot.
-  EXPECT_EQ(segy_readtrace(fp, 2, trace.data(), trace0, bsize), SEGY_OK);
-  segy_to_native(SEGY_IBM_FLOAT_4_BYTE, ns, trace.data());
-  segy_close(fp);
-  return trace;
+  const CSegyTestFile f = CSegyTestFile::Read(dir + "/vp+Gath3DAPUc.sgy");
+  if (!f.m_bOk || f.m_nTraces != 5) {
+    ADD_FAILURE() << "no merged pressure gather of 5 traces in " << dir;
+    return {};
+  }
+  return f.m_vData[2];
 }
 
 // Largest magnitude of the trace between t0 and t1.
@@ -137,22 +88,6 @@ void BestEcho(const std::vector<float>& t, double t0, double t1, double lag0, do
   }
 }
 
-class SurfacePhysics : public ::testing::Test {
-protected:
-  void SetUp() override {
-    char tmpl[] = "/tmp/kelvo_surface_XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    m_dir = tmpl;
-  }
-  void TearDown() override {
-    if (!HasFailure()) {
-      const std::string cmd = "rm -rf " + m_dir;
-      EXPECT_EQ(system(cmd.c_str()), 0);
-    }
-  }
-  std::string m_dir;
-};
-
 } // namespace
 
 // Source 300 m and receiver 100 m deep: the direct wave travels 200 m, the
@@ -173,9 +108,10 @@ void ExpectGhost(const std::vector<float>& t, const char* what) {
   EXPECT_NEAR(ratio, 0.5, 0.15);
 }
 
-TEST_F(SurfacePhysics, FreeTopGivesReversedGhostInvisibleTopGivesNone) {
-  const std::vector<float> freeTop = RunSurfaceJob(m_dir + "/free", 1, 400, 0, 300, 100);
-  const std::vector<float> openTop = RunSurfaceJob(m_dir + "/open", 0, 400, 0, 300, 100);
+TEST(SurfacePhysics, FreeTopGivesReversedGhostInvisibleTopGivesNone) {
+  CScratchDir dir;
+  const std::vector<float> freeTop = RunSurfaceJob(dir.Path("free"), 1, 400, 0, 300, 100);
+  const std::vector<float> openTop = RunSurfaceJob(dir.Path("open"), 0, 400, 0, 300, 100);
   ASSERT_FALSE(freeTop.empty());
   ASSERT_FALSE(openTop.empty());
   ExpectGhost(freeTop, "free top");
@@ -191,8 +127,9 @@ TEST_F(SurfacePhysics, FreeTopGivesReversedGhostInvisibleTopGivesNone) {
 
 // Void down to 100 m: with a free top the void acts as the surface at its own
 // depth. Source 400 m and receiver 200 m deep: the same paths as above.
-TEST_F(SurfacePhysics, VoidCellsActAsFreeSurfaceWhereTheyBegin) {
-  const std::vector<float> t = RunSurfaceJob(m_dir + "/void", 1, 500, 100, 400, 200);
+TEST(SurfacePhysics, VoidCellsActAsFreeSurfaceWhereTheyBegin) {
+  CScratchDir dir;
+  const std::vector<float> t = RunSurfaceJob(dir.Path("void"), 1, 500, 100, 400, 200);
   ASSERT_FALSE(t.empty());
   ExpectGhost(t, "void above 100 m");
 }
