@@ -1,5 +1,7 @@
 // Results of a finished shot: the shot gathers of all components and the
 // arrival-time cubes.
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <new>
 #include <vector>
@@ -113,8 +115,16 @@ int CCalc3D::SaveTimeField(const char* szFile, int nType) {
   }
   CRectR rect(1.0, area.z0, (double)ntr, area.z0 + (nz - 1) * m_fTimeDz);
   CSdsPC sds;
+  errno = 0;
   const bool bSaved = sds.OnSave(szFile, pData, rect, CSizeN(ntr, nz), 0, 0, false, pInfo, DU_SEC);
+  const int nErr = errno;
   delete[] pInfo;
   delete[] pMerged;
+  if (!bSaved) {
+    // A cut-off cube would pass for a whole one: it goes.
+    u_Warning("Warning! Time field '%s' could not be written: %s. The file is removed.\n", szFile,
+              output_SystemReason(nErr));
+    remove(szFile);
+  }
   return bSaved ? 1 : 0;
 }

@@ -10,6 +10,7 @@
 #include <new>
 
 #include "common.h"
+#include "output/GatherWriter.h"
 #include "seisfile/SdsPC.h"
 #include "seisfile/SgyCodec.h"
 #include "seisfile/SgyTraceFields.h"
@@ -67,6 +68,9 @@ int TakeLength(CMergeState& m, const char* szName) {
   return 0;
 }
 
+// The system's reason for a failed write of the merge, behind its message.
+void ReportReason(int nErr) { u_Error("Error! %s. The per-shot files are kept.\n", output_SystemReason(nErr)); }
+
 // Appends the traces of one per-shot file. Result 0 (also for a file passed
 // over), -1 the result cannot be written or no buffer.
 int AppendFile(CMergeState& m, const char* szName) {
@@ -116,8 +120,10 @@ int AppendFile(CMergeState& m, const char* szName) {
     if (m.m_bDelay)
       CSdsPC::SetDelayTime(th, m.m_axis[0], m.m_axisUnit);
     if (fwrite(&th, sizeof(th), 1, m.m_fp) != 1 || fwrite(pBuf, sizeof(float), nLen, m.m_fp) != (size_t)nLen) {
+      const int nErr = errno;
       sds.Reset();
       u_Error("Unable to write to '%s'.\n", m.m_szMerged);
+      ReportReason(nErr);
       return -1;
     }
   }
@@ -192,6 +198,7 @@ int CGatherMerge::MergeSgy(const char* szMerged, const char* szPattern, int nFir
     SGY_FILEHEADER h = m.m_sds.CreateSGYHeaderFile(0, m.m_axis, DU_SEC, 0);
     if (fwrite(&h, sizeof(h), 1, m.m_fp) != 1) {
       u_Error("Unable to write to results file '%s'! The results has not been merged!\n", szMerged);
+      ReportReason(errno);
       return fail();
     }
   }
@@ -204,11 +211,16 @@ int CGatherMerge::MergeSgy(const char* szMerged, const char* szPattern, int nFir
   m.m_pBuf.reset();
 
   SGY_FILEHEADER h = m.m_sds.CreateSGYHeaderFile(m.m_ids[0], m.m_axis, m.m_unit, 0);
+  errno = 0;
   const bool bWritten = fseek(m.m_fp, 0, SEEK_SET) == 0 && fwrite(&h, sizeof(h), 1, m.m_fp) == 1;
+  int nErr = errno;
   const bool bClosed = fclose(m.m_fp) == 0;
+  if (nErr == 0)
+    nErr = errno;
   m.m_fp = nullptr;
   if (!bWritten || !bClosed) {
     u_Error("Unable to write to '%s'.\n", szMerged);
+    ReportReason(nErr);
     return fail();
   }
 

@@ -1,5 +1,6 @@
 #include "output/GatherWriter.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -28,6 +29,8 @@ std::string PartName(const char* path) {
 }
 
 } // namespace
+
+const char* output_SystemReason(int nErr) { return nErr != 0 ? strerror(nErr) : "no reason given by the system"; }
 
 int CGatherWriter::Write(const char* path, size_t nTraces, size_t nSamples, float* pData,
                          const std::vector<C3DPointR>& receivers, const std::vector<int>* pInline,
@@ -79,10 +82,14 @@ int CGatherWriter::Write(const char* path, size_t nTraces, size_t nSamples, floa
   // that recovery would take for a finished shot.
   const std::string strPart = PartName(path);
   CSdsPC sds;
+  errno = 0;
   const bool bSaved =
       sds.OnSave(strPart.c_str(), pData, rect, CSizeN((int)nTraces, (int)nSamples), 0, 0, false, pInfo, DU_SEC);
+  const int nErr = errno;
   delete[] pInfo;
   if (!bSaved) {
+    u_Error("Error! Shot gather '%s' could not be written: %s. The shot is left unfinished.\n", path,
+            output_SystemReason(nErr));
     remove(strPart.c_str());
     return 1;
   }
@@ -100,7 +107,7 @@ int CGatherWriter::Write(const char* path, size_t nTraces, size_t nSamples, floa
                 path, m_t0);
   }
   if (rename(strPart.c_str(), path) != 0) {
-    u_Error("Error! Shot gather '%s' could not be put in place of '%s'.\n", strPart.c_str(), path);
+    u_Error("Error! Shot gather '%s' could not be put in place of '%s': %s.\n", strPart.c_str(), path, strerror(errno));
     remove(strPart.c_str());
     return 1;
   }

@@ -37,3 +37,7 @@ private:
                        const std::vector<int>* pCrossline, const std::vector<int>* pTraceId,
                        const std::vector<int>* pFileId) const;
 };
+
+// The system's text for a failed write's errno, for the messages of the
+// writers.
+const char* output_SystemReason(int nErr);
