@@ -7,6 +7,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -31,31 +32,41 @@ static bool bench_file(const std::string& file, int nx, int ny, int nz, bool bGr
   }
   const double tCreate = now() - t0;
 
-  t0 = now();
-  if (!sds.OnOpen(file.c_str(), 0, 1, 0, 0)) {
-    fprintf(stderr, "OnOpen failed\n");
-    return false;
+  // Each open is timed as the best of a few, on a machine shared with others.
+  double tScan = 1e30, tCache = 1e30;
+  for (int r = 0; r < 3; r++) {
+    t0 = now();
+    if (!sds.OnOpen(file.c_str(), 0, 1, 0, 0)) {
+      fprintf(stderr, "OnOpen failed\n");
+      return false;
+    }
+    tScan = std::min(tScan, now() - t0);
   }
-  const double tScan = now() - t0;
   const int nTraces = sds.m_nTraceCount;
   t0 = now();
   const bool bSaved = sds.SetInfoHeaderFromFile(file.c_str(), 1);
   const double tSave = now() - t0;
 
   CSdsPC cached;
-  t0 = now();
-  if (!bSaved || !cached.OnOpen(file.c_str(), 0, 1, 0, 0) || !cached.m_bInfoSaved || cached.m_nTraceCount != nTraces ||
-      memcmp(cached.m_pSR, sds.m_pSR, sizeof(SDS_TRACEINFO) * nTraces) != 0) {
-    fprintf(stderr, "OnOpen through the cache failed or differs from the scan\n");
+  for (int r = 0; r < 5; r++) {
+    t0 = now();
+    if (!bSaved || !cached.OnOpen(file.c_str(), 0, 1, 0, 0) || !cached.m_bInfoSaved ||
+        cached.m_nTraceCount != nTraces) {
+      fprintf(stderr, "OnOpen through the cache failed\n");
+      return false;
+    }
+    tCache = std::min(tCache, now() - t0);
+  }
+  if (memcmp(cached.m_pSR, sds.m_pSR, sizeof(SDS_TRACEINFO) * nTraces) != 0) {
+    fprintf(stderr, "OnOpen through the cache differs from the scan\n");
     return false;
   }
-  const double tCache = now() - t0;
 
   printf("\n%s: %d x %d traces of %d samples (%d traces)\n", file.c_str() + file.rfind('/') + 1, nx, ny, nz, nTraces);
   printf("  Create3D_file:      %8.3f s\n", tCreate);
-  printf("  OnOpen, scan:       %8.3f s  (%.2f us per trace)\n", tScan, tScan / nTraces * 1e6);
+  printf("  OnOpen, scan:       %8.3f s  (%.2f us per trace; best of 3)\n", tScan, tScan / nTraces * 1e6);
   printf("  .cr2 written:       %8.3f s\n", tSave);
-  printf("  OnOpen, .cr2 cache: %8.3f s  (%.1f times faster than the scan)\n", tCache, tScan / tCache);
+  printf("  OnOpen, .cr2 cache: %8.3f s  (best of 5; %.1f times faster than the scan)\n", tCache, tScan / tCache);
   if (bGrid) {
     // Half the lateral resolution, twice the vertical.
     const int gx = nx / 2 + 1, gy = ny / 2 + 1, gz = 2 * nz - 1;
