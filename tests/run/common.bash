@@ -52,6 +52,22 @@ expect_stopped() { # dir message...
 
 make_job() { "$MAKEJOB" --dir "$@" >/dev/null 2>&1 || fail "job generator failed for $1"; } # dir options...
 add_keys() { sed -i "s/^\[$2\]\$/[$2]\n$3/" "$1"; } # file section lines: behind the header
+# Lets a job run on workers of the given thread count, in depth groups of the given size.
+on_workers() { # file threads [group size]
+  printf '[optimization]\nthreads per process = %d\n' "$2" >>"$1"
+  if [ $# -gt 2 ]; then
+    add_keys "$1" MPI "Group Size=$3"
+    printf '[GPU]\nSkip Device Count Detection = 1\n' >>"$1"
+  fi
+}
+COMPONENTS="x y z c"
+# The merged gathers of a job are the bytes of those of a reference job.
+same_gathers() { # reference-dir dir name [method letter of the file names, default A]
+  local c
+  for c in $COMPONENTS; do
+    cmp -s "$1/vp+Gath3D${4:-A}PU$c.sgy" "$2/vp+Gath3D${4:-A}PU$c.sgy" || fail "$3: gather $c differs from $1"
+  done
+}
 
 finish() {
   [ "$FAILS" -eq 0 ] || { echo "$FAILS check(s) failed"; exit 1; }

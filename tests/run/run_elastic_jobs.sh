@@ -5,7 +5,6 @@
 source "$(dirname "$0")/common.bash"
 [ -x "$MAKEJOB" ] || { echo "FAIL: job generator $MAKEJOB not built"; exit 1; }
 
-COMPONENTS="x y z c"
 job() { make_job "$@" --shots 2 --size 160,160,120 --record 0.06 --shot-depth 90 --receiver-depth 20; }
 add_source() { sed -i "s/^\[Source\]\$/[Source]\n$2/" "$1"; } # file lines
 
@@ -29,7 +28,7 @@ done
 # alone, dealt out to two workers, and split by depth over a group of two.
 V="$WORK/visco"
 job "$V" --visco 3 --q 40,60,80 --apparent --merge 1
-printf '[optimization]\nthreads per process = 1\n' >>"$V/runtask.ini"
+on_workers "$V/runtask.ini" 1
 cp -r "$V" "$WORK/visco_mpi"
 cp -r "$V" "$WORK/visco_group"
 run_kelvo "$V"
@@ -45,9 +44,7 @@ if have_mpi; then
   [ "$RC" = 0 ] || fail "viscoelastic group run: exit status $RC"
   expect_in "$G/Kelvo-2.log" "I'm a Group Slave #1 (of 1)."
   for d in visco_mpi visco_group; do
-    for c in $COMPONENTS; do
-      cmp -s "$V/vp+Gath3DEPU$c.sgy" "$WORK/$d/vp+Gath3DEPU$c.sgy" || fail "$d: gather $c differs from the single run"
-    done
+    same_gathers "$V" "$WORK/$d" "$d" E
   done
 fi
 finish

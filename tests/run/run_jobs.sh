@@ -4,23 +4,9 @@
 source "$(dirname "$0")/common.bash"
 [ -x "$MAKEJOB" ] || { echo "FAIL: job generator $MAKEJOB not built"; exit 1; }
 
-COMPONENTS="x y z c"
 # The shot lies below the middle of the grid, the receivers above it: a shot
 # split by depth needs both halves.
 job() { make_job "$@" --shots 3 --size 160,160,120 --record 0.06 --shot-depth 90 --receiver-depth 20; }
-# Lets the job run on workers of the given thread count, in groups of the given size.
-on_workers() { # file threads [group size]
-  printf '[optimization]\nthreads per process = %d\n' "$2" >>"$1"
-  if [ $# -gt 2 ]; then
-    add_keys "$1" MPI "Group Size=$3"
-    printf '[GPU]\nSkip Device Count Detection = 1\n' >>"$1"
-  fi
-}
-same_gathers() { # dir name
-  for c in $COMPONENTS; do
-    cmp -s "$A/vp+Gath3DAPU$c.sgy" "$1/vp+Gath3DAPU$c.sgy" || fail "$2: gather $c differs from the single run"
-  done
-}
 
 # Single process without merging: every shot leaves its four gathers.
 A="$WORK/single"
@@ -65,13 +51,6 @@ sed -i 's/^taskType=modeling/taskType=merge/' "$A/runtask.ini"
 cmp -s "$A/vp+Gath3DAPUz.sgy" "$A/merged-z.sgy" || fail "second merge task: merged z gather replaced"
 expect_in "$A/merge2.txt" "Warning! No per-shot files 'vp+Gath3DAPUz-%d.sgy' for shots 1..3 to merge"
 
-# Shots from the command line: "x 3 9" runs shot 3 only (the last is cut to the survey's).
-R="$WORK/range"
-job "$R" --merge 0
-run_kelvo "$R" x 3 9
-[ "$RC" = 0 ] && [ -s "$R/vp+Gath3DAPUz-3.sgy" ] || fail "range run: shot 3 not computed (status $RC)"
-ls "$R"/vp+Gath3DAPUz-[12].sgy >/dev/null 2>&1 && fail "range run: shots outside 3..9 computed"
-
 if have_mpi; then
   # Dealt out to two workers (rank 3 is Passive), merged at the end, per-shot files removed.
   B="$WORK/cluster"
@@ -86,7 +65,7 @@ if have_mpi; then
     expect_in "$B/workers.txt" "Received to calculate shot #$s!"
   done
   [ "$(grep -c 'Received to calculate' "$B/workers.txt")" = 3 ] || fail "cluster run: a shot was computed twice"
-  same_gathers "$B" "cluster run"
+  same_gathers "$A" "$B" "cluster run"
   ls "$B"/vp+Gath3DAPU?-*.sgy >/dev/null 2>&1 && fail "cluster run: per-shot gathers left after merging"
 
   # Shots split by depth over a group of two workers.
@@ -97,7 +76,7 @@ if have_mpi; then
   [ "$RC" = 0 ] || fail "group run: exit status $RC"
   expect_in "$G/out.txt" "{0}: Running as a Supervisor Node! Assign jobs from 1 to 3"
   expect_in "$G/Kelvo-2.log" "I'm a Group Slave #1 (of 1). My boss's node is #1."
-  same_gathers "$G" "group run"
+  same_gathers "$A" "$G" "group run"
 
   # A shot failing on a worker (the density is read only when a worker builds
   # the model) stops the run and every process exits; inside a depth group

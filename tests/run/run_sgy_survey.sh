@@ -6,13 +6,7 @@
 source "$(dirname "$0")/common.bash"
 [ -x "$MAKEJOB" ] || { echo "FAIL: job generator $MAKEJOB not built"; exit 1; }
 
-COMPONENTS="x y z c"
 job() { make_job "$@" --shots 3 --size 160,160,120 --record 0.05 --shot-depth 90 --receiver-depth 20 --receivers 9; }
-same_gathers() { # dir name
-  for c in $COMPONENTS; do
-    cmp -s "$A/vp+Gath3DAPU$c.sgy" "$1/vp+Gath3DAPU$c.sgy" || fail "$2: gather $c differs from the text-survey run"
-  done
-}
 use_gather_survey() { # dir
   cp "$A/vp+Gath3DAPUz.sgy" "$1/shots.sgy"
   sed -i 's/^Geometry=.*/Geometry=shots.sgy/' "$1/runtask.ini"
@@ -27,20 +21,19 @@ if have_mpi; then
   B="$WORK/cluster"
   job "$B" --merge 1
   use_gather_survey "$B"
-  printf '[optimization]\nthreads per process = 1\n' >>"$B/runtask.ini"
+  on_workers "$B/runtask.ini" 1
   run_mpi "$B" 3
   [ "$RC" = 0 ] || fail "cluster run: exit status $RC"
   expect_in "$B/out.txt" "{0}: Simulation finished successfully."
-  same_gathers "$B" "cluster run"
+  same_gathers "$A" "$B" "cluster run"
 
   G="$WORK/group"
   job "$G" --merge 1
   use_gather_survey "$G"
-  printf '[optimization]\nthreads per process = 1\n[GPU]\nSkip Device Count Detection = 1\n' >>"$G/runtask.ini"
-  add_keys "$G/runtask.ini" MPI "Group Size=2"
+  on_workers "$G/runtask.ini" 1 2
   run_mpi "$G" 3
   [ "$RC" = 0 ] || fail "group run: exit status $RC"
-  same_gathers "$G" "group run"
+  same_gathers "$A" "$G" "group run"
 
   # Each process of the group smooths its own planes: the run completes and
   # the gathers differ from the unsmoothed ones.

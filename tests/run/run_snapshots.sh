@@ -12,12 +12,11 @@ job() { # dir [generator options]
   make_job "$@" --shots 2 --size 160,160,120 --record 0.05 --shot-depth 90 --receiver-depth 20 --receivers 9
   printf '\n[Snapshot]\nEvery=1\nt0=0.0105\ndt=0.015\n' >>"$1/runtask.ini"
 }
-threads() { printf '[optimization]\nthreads per process = %d\n' "$2" >>"$1/runtask.ini"; } # dir threads
 
 # Merged at the end of the run: one file, the per-shot files gone.
 A="$WORK/merged"
 job "$A" --merge 1
-threads "$A" 2
+on_workers "$A/runtask.ini" 2
 run_kelvo "$A"
 [ "$RC" = 0 ] || fail "merged run: exit status $RC"
 expect_in "$A/out.txt" "Merging Snapshots..."
@@ -30,7 +29,7 @@ ls "$A/$SNAP"-*.zpl >/dev/null 2>&1 && fail "merged run: per-shot snapshot files
 # task finds nothing and leaves it alone.
 B="$WORK/task"
 job "$B" --merge 0
-threads "$B" 2
+on_workers "$B/runtask.ini" 2
 run_kelvo "$B"
 [ "$RC" = 0 ] || fail "per-shot run: exit status $RC"
 for s in 1 2; do
@@ -52,7 +51,7 @@ cmp -s "$A/$SNAP.zpl" "$B/$SNAP.zpl" || fail "second merge task: merged snapshot
 # the run warns and ends normally, with the gathers of shot 1 as they are.
 F="$WORK/unwritable"
 job "$F" --merge 0
-threads "$F" 2
+on_workers "$F/runtask.ini" 2
 mkdir -p "$F/$SNAP-1.zpl/keep"
 run_kelvo "$F"
 [ "$RC" = 0 ] || fail "unwritable snapshot: exit status $RC"
@@ -66,9 +65,7 @@ if have_mpi; then
   # Shots split by depth over a group of two workers: the same snapshots.
   G="$WORK/group"
   job "$G" --merge 1
-  threads "$G" 1
-  add_keys "$G/runtask.ini" MPI "Group Size=2"
-  printf '[GPU]\nSkip Device Count Detection = 1\n' >>"$G/runtask.ini"
+  on_workers "$G/runtask.ini" 1 2
   run_mpi "$G" 3
   [ "$RC" = 0 ] || fail "group run: exit status $RC"
   expect_in "$G/Kelvo-2.log" "I'm a Group Slave #1 (of 1)."
