@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "KelvoApp.h"
+#include "TaskChecks.h"
 #include "TaskFile.h"
 #include "calc1d/Calc1D.h"
 #include "calc3d/Calc3D.h"
@@ -260,6 +261,8 @@ int CKelvoApp::ReadTaskLines(std::vector<CString>& lines) {
     rc = m_pCalc3D->ReadTask3D(strSection, lines);
     if (rc != 0)
       return rc;
+    if (!m_bMergeTask && task_CheckSnapshots(*m_pCalc3D, m_t1) != 0)
+      return 1;
   }
 
   if (m_bRecovery && !b1D) {

@@ -28,6 +28,21 @@ survey_dt_finer|0.001|0.0005||[Survey] dt=0.0005 s is finer than the time step [
 range_word|0.001|0.002|x a b|Incorrect shot point number 'a' on the command line
 EOF
 
+# Snapshots that could never be written are refused while the task is read.
+# name | lines added to the job file | message
+while IFS='|' read -r name keys msg; do
+  D="$WORK/$name"
+  job "$D"
+  printf "$keys" >>"$D/runtask.ini"
+  run_kelvo "$D"
+  expect_stopped "$D" "$msg"
+  grep -q "Modeling Settings" "$D/out.txt" && fail "$name: the job went on past its task"
+done <<'EOF'
+snap3d_past_end|[3DSnapshot]\nShots=0\nTimes=0.02 0.5\nComponents=Z\n|Error! The 3-D snapshot time 0.5 s lies past the end of the record (t1 = 0.05 s)
+snap3d_no_dir|[3DSnapshot]\nShots=1\nTimes=0.02\nComponents=Z/\n|Error! The 3-D snapshots of component '/' cannot be written: no file can be made in 'vp+3DSnap3DAPU' (No such file or directory)
+EOF
+
+
 # Warned and run: status 0, the warning, and what ran.
 # name | survey edit (awk) | arguments | warning | gathers of shots
 while IFS='|' read -r name edit args msg shots; do
