@@ -113,3 +113,19 @@ int CCalc3D::ModelGridCount() const {
     G += 20;
   return m_nViscoL > 0 ? G - 1 : G;
 }
+
+fd::TTimeGrid CCalc3D::TimeFieldGrid() const {
+  fd::TTimeGrid g;
+  g.nx = m_nNx;
+  g.ny = m_nNy;
+  g.m = GetCubeSize();
+  g.rx = (float)(m_fTimeDx / m_fH);
+  g.ry = (float)(m_fTimeDy / m_fH);
+  g.rz = (float)(m_fTimeDz / m_fH);
+  g.nFrame = m_nFrame;
+  // Below the top slab of a depth split the cube starts at the halo.
+  g.nAddZ0 = (GetGroupSize() > 1 && GetGroupRank() > 0) ? m_nStart : m_nFrame;
+  g.tnx = m_nTimeNx;
+  g.tny = m_nTimeNy;
+  return g;
+}

@@ -245,6 +245,8 @@ public:
   // frees them all.
   void AllocateModelArrays(float* (*pfnNew)(size_t), size_t m);
   void FreeModelArrays();
+  // Sampling of the arrival-time cubes on this process's grid.
+  fd::TTimeGrid TimeFieldGrid() const;
   // Model cubes of a memory plan: coefficients, Q, moduli and stiffnesses.
   int ModelGridCount() const;
   // Model and coefficient cubes are allocated with new float[]; this frees

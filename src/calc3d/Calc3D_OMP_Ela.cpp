@@ -7,21 +7,8 @@
 namespace {
 
 fd::TFdStep<fd::CElaVelocity> VelocityStep(const CCalc3D_OMP& o) {
-  fd::CElaVelocity ph;
-  ph.vx = o.m_pVx;
-  ph.vy = o.m_pVy;
-  ph.vz = o.m_pVz;
-  ph.txx = o.m_pTxx;
-  ph.tyy = o.m_pTyy;
-  ph.tzz = o.m_pTzz;
-  ph.txy = o.m_pTxy;
-  ph.txz = o.m_pTxz;
-  ph.tyz = o.m_pTyz;
-  ph.b = o.m_pB;
-  ph.sz = (ptrdiff_t)o.m_nNx * o.m_nNy;
-  ph.bSurface = !o.m_bSuppressSV;
   fd::TFdStep<fd::CElaVelocity> c;
-  fd::InitStep(c, o, ph);
+  fd::InitStep(c, o, fd::ElaVelocityOf(o.Fields(), (ptrdiff_t)o.m_nNx * o.m_nNy, !o.m_bSuppressSV));
   return c;
 }
 

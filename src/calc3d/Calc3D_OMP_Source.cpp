@@ -98,17 +98,7 @@ int CCalc3D_OMP::PropagateTimeField() {
   if (!m_pVx || !m_pVy || !m_pVz)
     return 0;
   const float t = (float)m_fTime;
-  fd::TTimeGrid g;
-  g.nx = m_nNx;
-  g.ny = m_nNy;
-  g.m = GetCubeSize();
-  g.rx = (float)(m_fTimeDx / m_fH);
-  g.ry = (float)(m_fTimeDy / m_fH);
-  g.rz = (float)(m_fTimeDz / m_fH);
-  g.nFrame = m_nFrame;
-  g.nAddZ0 = (GetGroupSize() > 1 && GetGroupRank() > 0) ? m_nStart : m_nFrame;
-  g.tnx = m_nTimeNx;
-  g.tny = m_nTimeNy;
+  const fd::TTimeGrid g = TimeFieldGrid();
   const int tnz = m_nTimeNz;
   const fd::TWaveFields w = Fields();
   for (int type = 0; type < 2; type++) {

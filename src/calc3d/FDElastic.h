@@ -4,6 +4,7 @@
 #pragma once
 
 #include "FDPoint.h"
+#include "FDPointOps.h"
 
 namespace fd {
 
@@ -57,6 +58,17 @@ struct CElaVelocity : TPlainDerivs<CElaVelocity> {
   const float* Probe() const { return nullptr; }
 };
 
+// The velocity step over a set of wavefields (sz: the points of a plane).
+inline CElaVelocity ElaVelocityOf(const TWaveFields& w, ptrdiff_t sz, bool bSurface) {
+  CElaVelocity ph;
+  ph.vx = w.vx, ph.vy = w.vy, ph.vz = w.vz;
+  ph.txx = w.txx, ph.tyy = w.tyy, ph.tzz = w.tzz, ph.txy = w.txy, ph.txz = w.txz, ph.tyz = w.tyz;
+  ph.b = w.b;
+  ph.sz = sz;
+  ph.bSurface = bSurface;
+  return ph;
+}
+
 // How the stresses of the isotropic step end: plain, multiplied by the
 // per-point factor of Q, or with the relaxation mechanisms of a
 // viscoelastic medium.
@@ -84,6 +96,14 @@ struct CStressFields {
   float s;       // S-wave suppression factor of this step
   ptrdiff_t sz;  // stride of z, for B of the plane above
   bool bSurface; // the surface form applies where the plane above is void
+
+  // The fields, buoyancy and plane stride of a set of wavefields.
+  void SetFields(const TWaveFields& w, ptrdiff_t nPlane) {
+    vx = w.vx, vy = w.vy, vz = w.vz;
+    txx = w.txx, tyy = w.tyy, tzz = w.tzz, txy = w.txy, txz = w.txz, tyz = w.tyz;
+    b = w.b;
+    sz = nPlane;
+  }
 };
 
 // Stress half-step of the isotropic medium, all six stresses in one pass from

@@ -17,23 +17,13 @@ inline bool HasElasticFields(const CCalc3D_OMP& o) {
 }
 
 inline void FillStressFields(CStressFields& f, const CCalc3D_OMP& o) {
-  f.vx = o.m_pVx;
-  f.vy = o.m_pVy;
-  f.vz = o.m_pVz;
-  f.txx = o.m_pTxx;
-  f.tyy = o.m_pTyy;
-  f.tzz = o.m_pTzz;
-  f.txy = o.m_pTxy;
-  f.txz = o.m_pTxz;
-  f.tyz = o.m_pTyz;
-  f.b = o.m_pB;
+  f.SetFields(o.Fields(), (ptrdiff_t)o.m_nNx * o.m_nNy);
   f.q = o.m_pQ;
   f.visco = o.m_pVisco;
   f.viscoG = o.m_pViscoG;
   f.L = o.m_nViscoL;
   f.dt = (float)o.m_fDt;
   f.s = o.m_fSuppress;
-  f.sz = (ptrdiff_t)o.m_nNx * o.m_nNy;
   f.bSurface = !o.m_bSuppressSV;
 }
 

@@ -147,13 +147,14 @@ int CCalc3D_CUDA::AllocateMemory(bool bEstimate, bool bQuiet) {
 int CCalc3D_CUDA::AllocateMemorySeismogram() {
   const size_t n = m_vRcvIdx.size();
   FreeArray(m_pHostGather);
-  if (m_nSeisLen * n == 0)
-    return 0;
-  m_pHostGather = new (std::nothrow) float[m_nSeisLen * n]();
-  if (!m_pHostGather) {
-    u_Error("Error! Not enough memory. Please, try to increase spatial steps.\n");
-    return 1;
+  if (m_nSeisLen * n > 0) {
+    m_pHostGather = new (std::nothrow) float[m_nSeisLen * n]();
+    if (!m_pHostGather) {
+      u_Error("Error! Not enough memory. Please, try to increase spatial steps.\n");
+      return 1;
+    }
   }
+  // The excitation points go to the device even for a shot without receivers.
   const int rc = CUDA_3DFD_AllocateMemorySeismogram((int)m_vShotPoints.size(), (int)n, (int)m_nSeisLen);
   if (rc != 0)
     return Fail(rc, "Error! CUDA: Unable to allocate memory for seismogram on GPU device!\n");
@@ -213,18 +214,7 @@ int CCalc3D_CUDA::LoadModel() {
     return Fail(rc, "Error! CUDA: Unable to copy model from HOST to DEVICE memory!\n");
 
   if (m_nTimeFieldType) {
-    fd::TTimeGrid g;
-    g.nx = m_nNx;
-    g.ny = m_nNy;
-    g.m = GetCubeSize();
-    g.rx = (float)(m_fTimeDx / m_fH);
-    g.ry = (float)(m_fTimeDy / m_fH);
-    g.rz = (float)(m_fTimeDz / m_fH);
-    g.nFrame = m_nFrame;
-    g.nAddZ0 = m_nFrame;
-    g.tnx = m_nTimeNx;
-    g.tny = m_nTimeNy;
-    rc = CUDA_3DFD_TimeFieldInit(g, m_nTimeFieldType, m_nTimeNz);
+    rc = CUDA_3DFD_TimeFieldInit(TimeFieldGrid(), m_nTimeFieldType, m_nTimeNz);
     if (rc != 0)
       return Fail(rc, CString(0, "Error! CUDA: Unable to init Time Field Cube (%d, %d, %d)!\n", m_nTimeNx, m_nTimeNy,
                               m_nTimeNz));
@@ -240,6 +230,15 @@ int CCalc3D_CUDA::ApplySignal(int nStep) {
     Fail(rc, CString(0, "Error! CUDA: Unable to apply signal on step %d.\n", nStep));
   }
   return rc;
+}
+
+bool CCalc3D_CUDA::GrabFailed(int nCode, const char* szMessage) const {
+  if (nCode == CALC_UNSTABLE)
+    u_Warning("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please "
+              "decrease dt.\n");
+  else if (nCode != 0)
+    Fail(nCode, szMessage);
+  return nCode != 0;
 }
 
 int CCalc3D_CUDA::Step(bool bU, int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1, bool bSuppressSV,
@@ -276,8 +275,7 @@ int CCalc3D_CUDA::PropagateAniWaveTau(int nZ0, int nY0, int nX0, int nZ1, int nY
 }
 
 int CCalc3D_CUDA::PropagateTimeField() {
-  const int z = (GetGroupSize() > 1 && GetGroupRank() > 0) ? m_nStart : m_nFrame;
-  const int rc = CUDA_3DFD_TimeFieldPropagate((float)m_fTime, z);
+  const int rc = CUDA_3DFD_TimeFieldPropagate((float)m_fTime, TimeFieldGrid().nAddZ0);
   return rc == 0 ? 0 : Fail(rc, "Error! CUDA: Unable to propagate Time Field.\n");
 }
 
@@ -295,32 +293,18 @@ float* CCalc3D_CUDA::GrabShotgather(char cComponent) {
   if (!m_pHostGather)
     return nullptr;
   const int rc = CUDA_3DFD_GrabShotgather(m_pHostGather, cComponent);
-  if (rc == CALC_UNSTABLE) {
-    u_Warning("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please "
-              "decrease dt.\n");
-    return nullptr;
-  }
-  if (rc != 0) {
-    Fail(rc, CString(0, "Error! CUDA: Unable to copy seismogram (%c) from DEVICE to HOST.\n", cComponent));
-    return nullptr;
-  }
-  return m_pHostGather;
+  return GrabFailed(rc, CString(0, "Error! CUDA: Unable to copy seismogram (%c) from DEVICE to HOST.\n", cComponent))
+             ? nullptr
+             : m_pHostGather;
 }
 
 float* CCalc3D_CUDA::Grab2DSnapshot(char cPlane, char cComponent) {
   if (!m_pPlane)
     return nullptr;
   const int rc = CUDA_3DFD_Grab2DSnapshot(m_pPlane, cPlane, cComponent, Snap2DPosition(cPlane));
-  if (rc == CALC_UNSTABLE) {
-    u_Warning("!!!WARNING: The calculation scheme is unstable: further calculations are impossible! Please "
-              "decrease dt.\n");
-    return nullptr;
-  }
-  if (rc != 0) {
-    Fail(rc, CString(0, "Error! CUDA: Unable to copy 2D snapshot (%c) from DEVICE to HOST.\n", cComponent));
-    return nullptr;
-  }
-  return m_pPlane;
+  return GrabFailed(rc, CString(0, "Error! CUDA: Unable to copy 2D snapshot (%c) from DEVICE to HOST.\n", cComponent))
+             ? nullptr
+             : m_pPlane;
 }
 
 float* CCalc3D_CUDA::Grab3DSnapshot(CCubeN& box, C3DSizeN& size, char cComponent) {

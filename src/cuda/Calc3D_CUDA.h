@@ -47,6 +47,9 @@ private:
   // Reports a failed device call (message, then its explanation) and passes
   // the code on.
   int Fail(int nCode, const char* szMessage) const;
+  // Reports a failed grab: the instability warning for a diverged result
+  // (-150), the message and its explanation for another code.
+  bool GrabFailed(int nCode, const char* szMessage) const;
   int Step(bool bU, int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1, bool bSuppressSV, float fSuppress);
   void PrintMemoryPlan(double fHost, double fHostAvail, double fDevice, double fDeviceAvail) const;
   int AllocateHostArrays();

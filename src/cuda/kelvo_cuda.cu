@@ -175,27 +175,18 @@ struct TStepMode {
 };
 
 void FillStress(fd::CStressFields& f, const TStepMode& m) {
-  f.vx = a.f[0], f.vy = a.f[1], f.vz = a.f[2];
-  f.txx = a.f[3], f.tyy = a.f[4], f.tzz = a.f[5], f.txy = a.f[6], f.txz = a.f[7], f.tyz = a.f[8];
-  f.b = a.pB;
+  f.SetFields(Fields(), (ptrdiff_t)a.nNx * a.nNy);
   f.q = a.pQ;
   f.visco = a.pVisco;
   f.viscoG = a.pViscoG;
   f.L = a.nViscoL;
   f.dt = a.fDt;
   f.s = m.fSuppress;
-  f.sz = (ptrdiff_t)a.nNx * a.nNy;
   f.bSurface = !m.bSuppressSV;
 }
 
 int LaunchElaVelocity(const fd::TStepBox& b, const TStepMode& m) {
-  fd::CElaVelocity ph;
-  ph.vx = a.f[0], ph.vy = a.f[1], ph.vz = a.f[2];
-  ph.txx = a.f[3], ph.tyy = a.f[4], ph.tzz = a.f[5], ph.txy = a.f[6], ph.txz = a.f[7], ph.tyz = a.f[8];
-  ph.b = a.pB;
-  ph.sz = (ptrdiff_t)a.nNx * a.nNy;
-  ph.bSurface = !m.bSuppressSV;
-  return LaunchStep(ph, b);
+  return LaunchStep(fd::ElaVelocityOf(Fields(), (ptrdiff_t)a.nNx * a.nNy, !m.bSuppressSV), b);
 }
 
 // The stress steps of the three elastic media in one mode.
