@@ -14,8 +14,8 @@
 #include "calc3d/Calc3D.h"
 #include "calc3d/Calc3D_OMP.h"
 #include "calc3d/FDLayout.h"
-
 #include "cuda/Calc3D_CUDA.h"
+
 static const char* const SEC_TASK = "[TASK]";
 static const char* const SEC_MODELING = "[modeling]";
 static const char* const SEC_SURVEY = "[Survey]";
