@@ -3,13 +3,18 @@
 # this script's repository, or $FUZZ_BUILD) and runs each for SECONDS
 # (default 30) on a copy of its seed corpus. Prints the executions of each
 # target and any crash or undefined behaviour; exits non-zero on any.
-# Usage: tools/fuzz.sh [SECONDS] [target...]   (targets: sgy zpl survey task)
+# Usage: tools/fuzz.sh [SECONDS] [target...]   (targets: the names of the
+# fuzz/fuzz_NAME.cpp that have a seed corpus fuzz/corpus/NAME; default all)
 set -u
 SECS=${1:-30}
 shift || true
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
 BUILD=${FUZZ_BUILD:-$ROOT/build-fuzz}
-TARGETS=${*:-sgy zpl survey task}
+ALL=$(for d in "$ROOT"/fuzz/corpus/*/; do
+  n=$(basename "$d")
+  [ -f "$ROOT/fuzz/fuzz_$n.cpp" ] && echo "$n"
+done)
+TARGETS=${*:-$ALL}
 JOBS=${FUZZ_JOBS:-2}
 
 nice -n 19 cmake -S "$ROOT" -B "$BUILD" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
