@@ -42,7 +42,6 @@ snap3d_past_end|[3DSnapshot]\nShots=0\nTimes=0.02 0.5\nComponents=Z\n|Error! The
 snap3d_no_dir|[3DSnapshot]\nShots=1\nTimes=0.02\nComponents=Z/\n|Error! The 3-D snapshots of component '/' cannot be written: no file can be made in 'vp+3DSnap3DAPU' (No such file or directory)
 EOF
 
-
 # Warned and run: status 0, the warning, and what ran.
 # name | survey edit (awk) | arguments | warning | gathers of shots
 while IFS='|' read -r name edit args msg shots; do
