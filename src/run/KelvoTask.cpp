@@ -20,19 +20,6 @@ static const char* const SEC_TASK = "[TASK]";
 static const char* const SEC_MODELING = "[modeling]";
 static const char* const SEC_SURVEY = "[Survey]";
 
-// Whether a file can be made in the directory of the results (empty: the
-// current one), tried with a file of this process's own that is removed at
-// once: a job whose results cannot be saved is refused before any work.
-static bool output_dir_writable(const CString& strDir) {
-  CString strProbe(0, "%s.kelvo-write-test-%d", strDir.IsEmpty() ? "./" : strDir.c_str(), (int)getpid());
-  FILE* fp = fopen(strProbe, "wx");
-  if (!fp)
-    return false;
-  fclose(fp);
-  remove(strProbe);
-  return true;
-}
-
 // A string key read into a CString; the field keeps its value when absent.
 static int read_string(std::vector<CString>& lines, const char* section, const char* key, CString& str) {
   char sz[255];
@@ -187,7 +174,7 @@ int CKelvoApp::ReadTaskLines(std::vector<CString>& lines) {
       return 1;
     }
   }
-  if (!output_dir_writable(m_strOutputDir)) {
+  if (!task_DirWritable(m_strOutputDir)) {
     u_Error("Error! No file can be written in the output directory '%s': the results could not be saved.\n",
             m_strOutputDir.IsEmpty() ? "." : (const char*)m_strOutputDir);
     return 1;

@@ -97,10 +97,10 @@ axis_is "$WORK/m.txt" x "x (m)" -5 165
 "$PY" - "$WORK" >/dev/null <<'EOF' || fail "segyio could not write the test files"
 import sys
 import numpy as np
+import types
 import segyio
-spec = segyio.spec()
-spec.format, spec.samples, spec.tracecount = 5, range(250), 60
-with segyio.create(sys.argv[1] + "/two.sgy", spec) as f:
+layout = types.SimpleNamespace(format=5, samples=range(250), tracecount=60, iline=189, xline=193)
+with segyio.create(sys.argv[1] + "/two.sgy", layout) as f:
     for i in range(60):
         s, r = divmod(i, 30)
         off = (r - 15) * 20 if s == 0 else r * 20
