@@ -32,10 +32,12 @@ const double kBytesPerCell = 56.0;
 using bench::MeasureBandwidth;
 using bench::Now;
 
-// A grid of constant coefficients with small noise in the fields.
-void Setup(CCalc3D_OMP& c, int n, bool bPml, int nFrame, bool bPlain) {
+// A grid of constant coefficients with small noise in the fields, stepped
+// in passes of nPass steps (0: two sweeps a step).
+void Setup(CCalc3D_OMP& c, int n, bool bPml, int nFrame, int nPass) {
   bench::SetCubicGrid(c, METHOD_ACOUSTIC, n, bPml, nFrame);
-  c.m_Set.m_bPlainSteps = bPlain;
+  c.m_Set.m_bPlainSteps = nPass == 0;
+  c.m_Set.m_nStepsPerPass = std::max(nPass, 1);
   if (c.AllocateMemory(false, true) != 0) {
     std::fprintf(stderr, "allocation failed\n");
     std::exit(1);
@@ -56,17 +58,15 @@ void Setup(CCalc3D_OMP& c, int n, bool bPml, int nFrame, bool bPlain) {
     c.m_fDamp[i] = i == 0 ? 0.0f : 0.99f;
 }
 
-// Best time of one whole step (both halves) over `reps` steps.
+// Best time of one whole step (both halves) over `reps` passes.
 double TimeStep(CCalc3D_OMP& c, int nThreads, int reps) {
   omp_set_num_threads(nThreads);
-  const int s = c.m_nStart;
-  const int z1 = c.m_nNz - s - 1, y1 = c.m_nNy - s - 1, x1 = c.m_nNx - s - 1;
-  c.PropagateStep(s, s, s, z1, y1, x1); // warm-up
+  bench::AdvancePass(c); // warm-up
   double best = 1e30;
   for (int r = 0; r < reps; r++) {
     const double t0 = Now();
-    c.PropagateStep(s, s, s, z1, y1, x1);
-    best = std::min(best, Now() - t0);
+    const int n = bench::AdvancePass(c);
+    best = std::min(best, (Now() - t0) / n);
   }
   return best;
 }
@@ -77,9 +77,10 @@ int main(int argc, char** argv) {
   // Flush denormals to zero as the program does at start.
   _mm_setcsr(_mm_getcsr() | 0x8040);
   // --peer N STEPS THREADS: whole steps with PML on N^3, for bench/peer_devito.py.
-  if (argc == 5 && !std::strcmp(argv[1], "--peer")) {
+  // --peer N STEPS THREADS PASS: the same in passes of PASS steps.
+  if ((argc == 5 || argc == 6) && !std::strcmp(argv[1], "--peer")) {
     CCalc3D_OMP c;
-    Setup(c, std::atoi(argv[2]), true, fd::FrameWidth(fd::FD_ACOUSTIC, true), false);
+    Setup(c, std::atoi(argv[2]), true, fd::FrameWidth(fd::FD_ACOUSTIC, true), argc == 6 ? std::atoi(argv[5]) : 1);
     bench::RunPeerSteps(c, "acoustic", std::atoi(argv[3]), std::atoi(argv[4]));
     return 0;
   }
@@ -101,13 +102,13 @@ int main(int argc, char** argv) {
     const char* szName;
     bool bPml;
     int nFrame;
-    bool bPlain;
+    int nPass; // steps a pass, 0 for two sweeps a step
   };
   auto pair = [&](int n, const CConfig& ca, const CConfig& cb) {
     const char *nameA = ca.szName, *nameB = cb.szName;
     CCalc3D_OMP a, b;
-    Setup(a, n, ca.bPml, ca.nFrame, ca.bPlain);
-    Setup(b, n, cb.bPml, cb.nFrame, cb.bPlain);
+    Setup(a, n, ca.bPml, ca.nFrame, ca.nPass);
+    Setup(b, n, cb.bPml, cb.nFrame, cb.nPass);
     const double cells = (double)(n - 4) * (n - 4) * (n - 4);
     for (int t = 1; t <= 2; t++) {
       double ta = 1e30, tb = 1e30;
@@ -132,12 +133,15 @@ int main(int argc, char** argv) {
   };
   const int nPml = fd::FdMethod(fd::FD_ACOUSTIC).nPml;
   const int nTaper = fd::FrameWidth(fd::FD_ACOUSTIC, false), nPmlFrame = fd::FrameWidth(fd::FD_ACOUSTIC, true);
-  pair(256, {"256^3 interior, two sweeps", false, 0, true}, {"256^3 interior, fused pass", false, 0, false});
-  pair(256, {"256^3 interior, fused pass", false, 0, false},
-       {"256^3 whole step, taper frame 38", false, nTaper, false});
-  pair(200, {"200^3 whole step PML, two sweeps", true, nPmlFrame, true},
-       {"200^3 whole step PML, fused pass", true, nPmlFrame, false});
-  pair(200, {"200^3 interior, fused pass", false, 0, false}, {"200^3 whole step, PML 21", true, nPmlFrame, false});
+  pair(256, {"256^3 interior, two sweeps", false, 0, 0}, {"256^3 interior, fused pass", false, 0, 1});
+  pair(256, {"256^3 interior, fused pass", false, 0, 1}, {"256^3 interior, passes of 2 steps", false, 0, 2});
+  pair(256, {"256^3 interior, passes of 2 steps", false, 0, 2}, {"256^3 interior, passes of 3 steps", false, 0, 3});
+  pair(256, {"256^3 interior, fused pass", false, 0, 1}, {"256^3 whole step, taper frame 38", false, nTaper, 1});
+  pair(256, {"256^3 whole step PML, fused pass", true, nPmlFrame, 1},
+       {"256^3 whole step PML, passes of 2", true, nPmlFrame, 2});
+  pair(200, {"200^3 whole step PML, two sweeps", true, nPmlFrame, 0},
+       {"200^3 whole step PML, fused pass", true, nPmlFrame, 1});
+  pair(200, {"200^3 interior, fused pass", false, 0, 1}, {"200^3 whole step, PML 21", true, nPmlFrame, 1});
   std::printf("PML %d at 200^3: memory traffic +%.1f%% against the interior loop\n", nPml, 100.0 * pmlFloor(200, nPml));
   return 0;
 }

@@ -54,7 +54,7 @@ struct CConfig {
   int nFrame;
   int L;       // relaxation mechanisms, 0 for none
   double fQ;   // quality factor of every cell; 0 gives the neutral records
-  bool bFused; // both half-steps in one pass over the planes (timed as one)
+  int nPass;   // steps in one pass over the planes (timed as one); 0: two sweeps a step
   // Bytes of a cell update: the records of neutral cells are read only.
   double Bytes() const { return kBytesPerCell + (fQ >= 3 ? kViscoBytesPerMechanism : kNeutralBytesPerMechanism) * L; }
 };
@@ -70,7 +70,8 @@ void SetGrid(CCalc3D_OMP& c, int n, bool bPml, int nFrame, int L) {
 // the stresses, the coefficients as the model conversion makes them.
 void Setup(CCalc3D_OMP& c, int n, const CConfig& cfg) {
   SetGrid(c, n, cfg.bPml, cfg.nFrame, cfg.L);
-  c.m_Set.m_bPlainSteps = !cfg.bFused;
+  c.m_Set.m_bPlainSteps = cfg.nPass == 0;
+  c.m_Set.m_nStepsPerPass = std::max(cfg.nPass, 1);
   if (c.AllocateMemory(false, true) != 0) {
     std::fprintf(stderr, "allocation failed\n");
     std::exit(1);
@@ -120,9 +121,9 @@ bool Step(CCalc3D_OMP& c, CTimes& t) {
   const int z1 = c.m_nNz - s - 1, y1 = c.m_nNy - s - 1, x1 = c.m_nNx - s - 1;
   const double t0 = Now();
   if (!c.m_Set.m_bPlainSteps) {
-    const int nRes = c.PropagateStep(s, s, s, z1, y1, x1);
-    t.fU = Now() - t0, t.fTau = 0;
-    return nRes == 0;
+    const int n = bench::AdvancePass(c);
+    t.fU = (Now() - t0) / n, t.fTau = 0;
+    return true;
   }
   const int nU = c.PropagateElaWaveU(s, s, s, z1, y1, x1);
   const double t1 = Now();
@@ -186,10 +187,12 @@ double MemoryRequired(int n, int L, bool bPlan) {
 int main(int argc, char** argv) {
   // Flush denormals to zero as the program does at start.
   _mm_setcsr(_mm_getcsr() | 0x8040);
-  // --peer N STEPS THREADS: whole steps with PML on N^3, for bench/peer_devito.py.
-  if (argc == 5 && !std::strcmp(argv[1], "--peer")) {
+  // --peer N STEPS THREADS [PASS]: whole steps with PML on N^3, in passes of
+  // PASS steps (default 1), for bench/peer_devito.py.
+  if ((argc == 5 || argc == 6) && !std::strcmp(argv[1], "--peer")) {
     CCalc3D_OMP c;
-    Setup(c, std::atoi(argv[2]), CConfig{"peer", true, fd::FrameWidth(fd::FD_ELASTIC, true), 0, 0, true});
+    const int nPass = argc == 6 ? std::max(1, std::atoi(argv[5])) : 1;
+    Setup(c, std::atoi(argv[2]), CConfig{"peer", true, fd::FrameWidth(fd::FD_ELASTIC, true), 0, 0, nPass});
     bench::RunPeerSteps(c, "elastic", std::atoi(argv[3]), std::atoi(argv[4]));
     return 0;
   }
@@ -230,10 +233,13 @@ int main(int argc, char** argv) {
   std::printf("-- %d^3, interior and taper frame\n", nGrid);
   TimePair(nGrid, interior, CConfig{szTaper, false, nFrameTaper, 0, 0, false}, bw, reps);
   TimePair(nGrid, interior, fused, bw, reps);
+  TimePair(nGrid, fused, CConfig{"interior, passes of 2 steps", false, 0, 0, 0, 2}, bw, reps);
   std::printf("-- %d^3, interior and PML\n", nSmall);
   TimePair(nSmall, interior, CConfig{szPml, true, nFramePml, 0, 0, false}, bw, reps);
   TimePair(nSmall, CConfig{szPml, true, nFramePml, 0, 0, false},
            CConfig{"whole step PML, fused pass", true, nFramePml, 0, 0, true}, bw, reps);
+  TimePair(nSmall, CConfig{"whole step PML, fused pass", true, nFramePml, 0, 0, 1},
+           CConfig{"whole step PML, passes of 2", true, nFramePml, 0, 0, 2}, bw, reps);
   // Extra bytes of the PML against the interior: slab points of each axis
   // (the zones of nPml layers at both ends of the updated range) times 80.
   const double inner = nSmall - 2.0 * fd::FdMethod(fd::FD_ELASTIC).nStart, slab = std::min(2.0 * nPml, inner);

@@ -78,6 +78,11 @@ enum {
 
 class CTimeStep;
 
+// The x and y bounds of one time step (inclusive).
+struct TStepBox {
+  int nY0, nY1, nX0, nX1;
+};
+
 class CCalc3D {
 public:
   CCalc3D();
@@ -155,16 +160,33 @@ public:
   // its body for step i of n; 0 or what ended the shot.
   int RunTimeLoop(CTimeStep& step);
   int RunTimeStep(CTimeStep& step, int i, int n, double& fRecNext);
+  // Steps i..i+nSteps-1 in one pass (PassLength says how many may go).
+  int RunTimePass(CTimeStep& step, int i, int nSteps, int n, double& fRecNext);
+  // How many steps from i on one pass may advance: none of them but the
+  // last may need the whole field at its time (a gather row, the time
+  // field, a snapshot), and no source sample may fall between them.
+  int PassLength(const CTimeStep& step, int i, int n, double fRecNext) const;
+  // Whether what follows step i, ending at time t, reads the whole field.
+  bool WholeFieldDue(int i, double t, double fRecNext) const;
+  // All that follows the half-steps of step i: time field, gather rows,
+  // snapshots, progress line.
+  int AfterStep(const CTimeStep& step, int i, int n, double& fRecNext);
   // Narrows the x and y bounds of step i to the region the wave can have
   // reached from the source.
   void StepActiveBox(int i, int& nY0, int& nY1, int& nX0, int& nX1);
   // The S-wave suppression factor of the current time (methods above 101).
   void UpdateSuppression();
+  float SuppressionAt(double t) const;
   // The velocity or the stress half-step of the task's method over a box.
   int PropagateVelocity(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
   // Both half-steps of a time step over the box: the velocities, then the
   // stresses from the new velocities. A backend may do them in one pass.
   virtual int PropagateStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
+  // Time steps that PropagateSteps may advance in one call (1: it cannot).
+  virtual int MaxStepsPerPass() const { return 1; }
+  // Time steps 0..n-1 in one pass over planes nZ0..nZ1, step j over the x and
+  // y bounds of box[j]; what n steps of PropagateStep give, bit for bit.
+  virtual int PropagateSteps(int nZ0, int nZ1, const TStepBox* box, int n);
   int PropagateStress(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
   // Records the gather rows whose time (fRecNext on) has come by m_fTime,
   // after step i (-1 before the first); 0 or the recording's failure.

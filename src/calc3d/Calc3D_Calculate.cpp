@@ -16,6 +16,20 @@ int CSharedStep::Advance(int nY0, int nY1, int nX0, int nX1) {
   return m_Calc.PropagateStep(nZ0, nY0, nX0, nZ1, nY1, nX1);
 }
 
+int CSharedStep::MaxStepsPerPass() const { return m_Calc.MaxStepsPerPass(); }
+
+int CSharedStep::AdvanceSteps(const TStepBox* box, int n) {
+  const int s = m_Calc.m_nStart;
+  return m_Calc.PropagateSteps(s, m_Calc.m_nNz - s - 1, box, n);
+}
+
+int CTimeStep::AdvanceSteps(const TStepBox* box, int n) {
+  int nRes = 0;
+  for (int j = 0; j < n && nRes == 0; j++)
+    nRes = Advance(box[j].nY0, box[j].nY1, box[j].nX0, box[j].nX1);
+  return nRes;
+}
+
 double CSharedStep::SectionStep() const { return CSdsPC::COOR_SCALER < 0 ? 1.0 : 10.0; }
 
 void CCalc3D::StepActiveBox(int i, int& nY0, int& nY1, int& nX0, int& nX1) {
@@ -42,22 +56,20 @@ void CCalc3D::StepActiveBox(int i, int& nY0, int& nY1, int& nX0, int& nX1) {
   nY1 = std::min(nY1, std::max(y1, s));
 }
 
-void CCalc3D::UpdateSuppression() {
-  if (!m_bSuppressSV) {
-    m_fSuppress = 1.0f;
-    return;
-  }
+void CCalc3D::UpdateSuppression() { m_fSuppress = SuppressionAt(m_fTime); }
+
+float CCalc3D::SuppressionAt(double t) const {
+  if (!m_bSuppressSV)
+    return 1.0f;
   const double f = m_Signal.m_fFrequency;
   const double T = f > 0 ? 1.0 / f : 0.0;
-  const double u = (m_fTime - T) / 3.0;
-  if (u <= 0) {
-    m_fSuppress = 0.0f;
-  } else if (u >= T) {
-    m_fSuppress = 1.0f;
-  } else {
-    const float v = (float)sin(f * 1.5707963267948966 * u);
-    m_fSuppress = v * v;
-  }
+  const double u = (t - T) / 3.0;
+  if (u <= 0)
+    return 0.0f;
+  if (u >= T)
+    return 1.0f;
+  const float v = (float)sin(f * 1.5707963267948966 * u);
+  return v * v;
 }
 
 int CCalc3D::PropagateVelocity(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
@@ -71,6 +83,13 @@ int CCalc3D::PropagateStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1)
   int nRes = PropagateVelocity(nZ0, nY0, nX0, nZ1, nY1, nX1);
   if (nRes == 0)
     nRes = PropagateStress(nZ0, nY0, nX0, nZ1, nY1, nX1);
+  return nRes;
+}
+
+int CCalc3D::PropagateSteps(int nZ0, int nZ1, const TStepBox* box, int n) {
+  int nRes = 0;
+  for (int j = 0; j < n && nRes == 0; j++)
+    nRes = PropagateStep(nZ0, box[j].nY0, box[j].nX0, nZ1, box[j].nY1, box[j].nX1);
   return nRes;
 }
 
@@ -148,13 +167,16 @@ int CCalc3D::RunTimeLoop(CTimeStep& step) {
     return step.Finish(step.EarlyRecordFailure(nRec));
 
   int nResult = 0;
-  for (int i = 0; i < n && nResult == 0; i++) {
-    if (step.StopsBetweenSteps() && cluster_StopOrdered())
+  for (int i = 0; i < n && nResult == 0;) {
+    if (step.StopsBetweenSteps() && cluster_StopOrdered()) {
       nResult = CALC_TERMINATE;
-    else if (cluster_SignalStop(GetGroupSize(), GetGroupRank(), m_Set.m_nNode, m_nShot, i, n))
+    } else if (cluster_SignalStop(GetGroupSize(), GetGroupRank(), m_Set.m_nNode, m_nShot, i, n)) {
       nResult = RUN_INTERRUPTED;
-    else
-      nResult = RunTimeStep(step, i, n, fRecNext);
+    } else {
+      const int nSteps = PassLength(step, i, n, fRecNext);
+      nResult = nSteps > 1 ? RunTimePass(step, i, nSteps, n, fRecNext) : RunTimeStep(step, i, n, fRecNext);
+      i += nSteps;
+    }
   }
   if (nResult == 0 && !step.StopsBetweenSteps() && cluster_StopOrdered())
     nResult = CALC_TERMINATE;
@@ -179,7 +201,63 @@ int CCalc3D::RunTimeStep(CTimeStep& step, int i, int n, double& fRecNext) {
   m_fTime += m_fDt;
   if (nRes != 0)
     return ReportStepFailure(nRes, i);
+  return AfterStep(step, i, n, fRecNext);
+}
 
+int CCalc3D::PassLength(const CTimeStep& step, int i, int n, double fRecNext) const {
+  const int nMax = std::min(step.MaxStepsPerPass(), n - i);
+  // The source sample of a step goes in before it, at the start of a pass only;
+  // the S-wave factor must hold for the whole pass.
+  if (nMax <= 1 || i + 1 < m_Signal.m_nLen || (GetMethod() > METHOD_ACOUSTIC && SuppressionAt(m_fTime) != 1.0f))
+    return 1;
+  double t = m_fTime;
+  int nSteps = 1;
+  for (int j = i; nSteps < nMax; j++, nSteps++) {
+    t += m_fDt;
+    if (WholeFieldDue(j, t, fRecNext))
+      break;
+  }
+  return nSteps;
+}
+
+bool CCalc3D::WholeFieldDue(int i, double t, double fRecNext) const {
+  if (m_nTimeFieldType != 0 && i % 5 == 0)
+    return true;
+  if (m_Set.m_dt > 0 && fRecNext <= t)
+    return true;
+  if (m_nSnapEvery > 0 && (m_nShot - 1) % m_nSnapEvery == 0 && m_fSnapNext <= t)
+    return true;
+  if (m_bSnap3DActive)
+    for (double v : m_vSnap3DTimes)
+      if (m_fSnap3DLast < v && v <= t)
+        return true;
+  return false;
+}
+
+int CCalc3D::RunTimePass(CTimeStep& step, int i, int nSteps, int n, double& fRecNext) {
+  if (i < m_Signal.m_nLen && step.InjectsSignal() && ApplySignal(i) != 0) {
+    u_Error("Error! Unable to apply signal in %d simulation step.\n", i);
+    return -1;
+  }
+  if (GetMethod() > METHOD_ACOUSTIC)
+    UpdateSuppression();
+  // Each step's bounds at its own time, as step by step.
+  std::vector<TStepBox> box(nSteps);
+  const int s = m_nStart;
+  for (int j = 0; j < nSteps; j++) {
+    box[j] = {s, m_nNy - s - 1, s, m_nNx - s - 1};
+    StepActiveBox(i + j, box[j].nY0, box[j].nY1, box[j].nX0, box[j].nX1);
+    m_fTime += m_fDt;
+  }
+  const int nRes = step.AdvanceSteps(box.data(), nSteps);
+  if (nRes != 0)
+    return ReportStepFailure(nRes, i + nSteps - 1);
+  for (int j = i; j < i + nSteps - 1; j++)
+    ReportStepProgress(j, n);
+  return AfterStep(step, i + nSteps - 1, n, fRecNext);
+}
+
+int CCalc3D::AfterStep(const CTimeStep& step, int i, int n, double& fRecNext) {
   if (m_nTimeFieldType != 0 && i % 5 == 0) {
     const int nTf = PropagateTimeField();
     if (nTf != 0) {

@@ -45,6 +45,12 @@ public:
   int PropagateStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) override;
   int PropagateAcoStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
   int PropagateElaStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1);
+  // Several acoustic or isotropic elastic steps in one pass over the planes
+  // (as many as the settings allow); other methods step by step.
+  int MaxStepsPerPass() const override;
+  int PropagateSteps(int nZ0, int nZ1, const TStepBox* box, int n) override;
+  int PropagateAcoSteps(int nZ0, int nZ1, const TStepBox* box, int n);
+  int PropagateElaSteps(int nZ0, int nZ1, const TStepBox* box, int n);
   int RecordSeismogram() override;
   float* GrabShotgather(char cComponent) override;
   float* Grab2DSnapshot(char cPlane, char cComponent) override;

@@ -60,6 +60,29 @@ int CCalc3D_OMP::PropagateAcoStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, i
   return fd::RunFused(nZ0, nZ1, u, t);
 }
 
+int CCalc3D_OMP::PropagateAcoSteps(int nZ0, int nZ1, const TStepBox* box, int n) {
+  if (!HasFields(*this, m_pB) || !m_pK)
+    return CALC_NO_FIELD;
+  const fd::TFdStep<fd::CAcoVelocity> cu = VelocityStep(*this);
+  const fd::TFdStep<fd::CAcoPressure> ct = PressureStep(*this);
+  const fd::TLevelPlanes<fd::CAcoVelocity> u(cu, box, n);
+  const fd::TLevelPlanes<fd::CAcoPressure> t(ct, box, n);
+  return fd::RunBlocked(nZ0, nZ1, n, u, t);
+}
+
+int CCalc3D_OMP::MaxStepsPerPass() const {
+  const int m = GetMethod();
+  if (m_Set.m_bPlainSteps || (m != METHOD_ACOUSTIC && m != METHOD_ELASTIC))
+    return 1;
+  return m_Set.m_nStepsPerPass;
+}
+
+int CCalc3D_OMP::PropagateSteps(int nZ0, int nZ1, const TStepBox* box, int n) {
+  if (n <= 1 || MaxStepsPerPass() < n || nZ0 > nZ1)
+    return CCalc3D::PropagateSteps(nZ0, nZ1, box, n);
+  return GetMethod() == METHOD_ACOUSTIC ? PropagateAcoSteps(nZ0, nZ1, box, n) : PropagateElaSteps(nZ0, nZ1, box, n);
+}
+
 int CCalc3D_OMP::PropagateStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, int nX1) {
   if (m_Set.m_bPlainSteps || nZ0 > nZ1)
     return CCalc3D::PropagateStep(nZ0, nY0, nX0, nZ1, nY1, nX1);

@@ -64,3 +64,24 @@ int CCalc3D_OMP::PropagateElaStep(int nZ0, int nY0, int nX0, int nZ1, int nY1, i
   const fd::TPlaneStep<fd::TElaStress<fd::ELA_VISCO>> tv(cv, nY0, nY1, nX0, nX1);
   return fd::RunFused(nZ0, nZ1, u, [&](int z) { return fd::ViscoPlane(*this, z) ? tv(z) : tp(z); });
 }
+
+int CCalc3D_OMP::PropagateElaSteps(int nZ0, int nZ1, const TStepBox* box, int n) {
+  if (!HasModuli(*this))
+    return CALC_NO_FIELD;
+  const fd::TFdStep<fd::CElaVelocity> cu = VelocityStep(*this);
+  const fd::TLevelPlanes<fd::CElaVelocity> u(cu, box, n);
+  const int nMode = fd::StressMode(*this);
+  if (nMode == fd::ELA_QFACTOR) {
+    const fd::TFdStep<fd::TElaStress<fd::ELA_QFACTOR>> ct = StressStep<fd::ELA_QFACTOR>(*this);
+    return fd::RunBlocked(nZ0, nZ1, n, u, fd::TLevelPlanes<fd::TElaStress<fd::ELA_QFACTOR>>(ct, box, n));
+  }
+  const fd::TFdStep<fd::TElaStress<fd::ELA_PLAIN>> cp = StressStep<fd::ELA_PLAIN>(*this);
+  const fd::TLevelPlanes<fd::TElaStress<fd::ELA_PLAIN>> tp(cp, box, n);
+  if (nMode == fd::ELA_PLAIN)
+    return fd::RunBlocked(nZ0, nZ1, n, u, tp);
+  const fd::TFdStep<fd::TElaStress<fd::ELA_VISCO>> cv = StressStep<fd::ELA_VISCO>(*this);
+  const fd::TLevelPlanes<fd::TElaStress<fd::ELA_VISCO>> tv(cv, box, n);
+  return fd::RunBlocked(nZ0, nZ1, n, u, [&](int s, int z, int part, int parts) {
+    return fd::ViscoPlane(*this, z) ? tv(s, z, part, parts) : tp(s, z, part, parts);
+  });
+}

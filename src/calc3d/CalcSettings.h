@@ -16,6 +16,12 @@ enum {
   METHOD_ANISOTROPIC = 104,
 };
 
+// Time steps one pass over the planes advances at most, by default and at
+// all (the planes between the first and the last step of a pass must stay
+// in the cache).
+constexpr int kDefaultStepsPerPass = 2;
+constexpr int kMaxStepsPerPass = 8;
+
 struct CCalcSettings {
   int m_nMethod = METHOD_ACOUSTIC;     // modelling method, 101..104
   int m_nNode = 0;                     // rank of this process in MPI_COMM_MT
@@ -37,6 +43,7 @@ struct CCalcSettings {
   // FileAnisPhi, the azimuth.
   float m_fAnisEpsilon = 0, m_fAnisDelta = 0, m_fAnisGamma = 0, m_fAnisAzimuth = 0, m_fAnisPhi = 0;
   bool m_bPlainSteps = false; // each half-step a sweep of its own (the reference of the fused pass)
+  int m_nStepsPerPass = 1;     // time steps a pass over the planes may advance (temporal blocking)
   int m_nMemoryLimit = 0;     // MB a node is taken to have, 0 for its own
   int m_nHostMemoryGB = 0;    // GB a node is taken to have, 0 for its own
   int m_nGpuMemoryGB = 0;     // GB the device is taken to have, 0 for its own

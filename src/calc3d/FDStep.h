@@ -218,12 +218,35 @@ public:
   bool operator()(int z) const {
     return m_fn(m_c, m_vTables.empty() ? nullptr : m_vTables.data(), z, m_nY0, m_nY1, m_nX0, m_nX1);
   }
+  // Share `part` of `parts` of the rows of plane z.
+  bool Part(int z, int part, int parts) const {
+    const long n = m_nY1 - m_nY0 + 1;
+    const int ya = m_nY0 + (int)(n * part / parts), yb = m_nY0 + (int)(n * (part + 1) / parts) - 1;
+    if (ya > yb || m_nX0 > m_nX1)
+      return false;
+    return m_fn(m_c, m_vTables.empty() ? nullptr : m_vTables.data(), z, ya, yb, m_nX0, m_nX1);
+  }
 
 private:
   const TFdStep<P>& m_c;
   TPlaneFn<P> m_fn;
   std::vector<float> m_vTables;
   int m_nY0, m_nY1, m_nX0, m_nX1;
+};
+
+// The planes of one half-step at each level of a pass (RunBlocked): level j
+// over the bounds of box[j]. Called as u(s, z, part, parts).
+template <class P> class TLevelPlanes {
+public:
+  TLevelPlanes(const TFdStep<P>& c, const TStepBox* box, int n) {
+    m_v.reserve(n);
+    for (int j = 0; j < n; j++)
+      m_v.emplace_back(c, box[j].nY0, box[j].nY1, box[j].nX0, box[j].nX1);
+  }
+  bool operator()(int s, int z, int part, int parts) const { return m_v[s].Part(z, part, parts); }
+
+private:
+  std::vector<TPlaneStep<P>> m_v;
 };
 
 // One half-step over the inclusive box; CALC_UNSTABLE where the probe found
@@ -280,6 +303,43 @@ template <class FU, class FT> int RunFused(int nZ0, int nZ1, const FU& u, const 
         j = ib;
       if (j < b && t(j))
         bNaN = true;
+    }
+  }
+  return bNaN ? CALC_UNSTABLE : 0;
+}
+
+// Several time steps in one pass over the planes (temporal blocking): level
+// s of nLevels advances the fields from the end of step s - 1 to the end of
+// step s. In iteration k level s takes the velocity update of plane
+// k - s * kLevelLag and the stress update of the plane kFuseLag behind it;
+// the threads share the rows of each plane and meet after each iteration.
+// Both updates of a plane read the other half-step's fields up to two planes
+// away, so within an iteration no update reads what another writes, and a
+// level trails the one before it by the planes those reads need: the planes
+// between the first and the last level (a few dozen) stay in the cache, and
+// the arrays stream through memory once for all levels. The arithmetic of
+// each point is that of separate steps. u(s, z, part, parts) and
+// t(s, z, part, parts) run part `part` of `parts` of the rows of plane z at
+// level s and return true where their probe found a diverged value.
+constexpr int kLevelLag = 2 * kFuseLag;
+
+template <class FU, class FT> int RunBlocked(int nZ0, int nZ1, int nLevels, const FU& u, const FT& t) {
+  bool bNaN = false;
+  if (nZ0 > nZ1 || nLevels < 1)
+    return 0;
+  const int kEnd = nZ1 + (nLevels - 1) * kLevelLag + kFuseLag;
+#pragma omp parallel reduction(|| : bNaN)
+  {
+    const int nt = omp_get_num_threads(), id = omp_get_thread_num();
+    for (int k = nZ0; k <= kEnd; k++) {
+      for (int s = 0; s < nLevels; s++) {
+        const int zu = k - s * kLevelLag, zt = zu - kFuseLag;
+        if (zu >= nZ0 && zu <= nZ1 && u(s, zu, id, nt))
+          bNaN = true;
+        if (zt >= nZ0 && zt <= nZ1 && t(s, zt, id, nt))
+          bNaN = true;
+      }
+#pragma omp barrier
     }
   }
   return bNaN ? CALC_UNSTABLE : 0;

@@ -7,6 +7,7 @@
 #pragma once
 
 class CCalc3D;
+struct TStepBox;
 
 class CTimeStep {
 public:
@@ -20,6 +21,10 @@ public:
   // The velocity half-step, then the stress half-step, over the x and y
   // bounds of the step; the z range is the step's own. 0, or what failed.
   virtual int Advance(int nY0, int nY1, int nX0, int nX1) = 0;
+  // Time steps AdvanceSteps may take at once, and the steps themselves, step
+  // j over the bounds of box[j].
+  virtual int MaxStepsPerPass() const { return 1; }
+  virtual int AdvanceSteps(const TStepBox* box, int n);
   // Whether a stop order of rank 0 may end the shot between two steps;
   // otherwise it is looked for once, after the last step.
   virtual bool StopsBetweenSteps() const = 0;
@@ -44,6 +49,8 @@ class CSharedStep : public CTimeStep {
 public:
   explicit CSharedStep(CCalc3D& calc) : CTimeStep(calc) {}
   int Advance(int nY0, int nY1, int nX0, int nX1) override;
+  int MaxStepsPerPass() const override;
+  int AdvanceSteps(const TStepBox* box, int n) override;
   bool StopsBetweenSteps() const override { return true; }
   double SectionStep() const override;
   int EarlyRecordFailure(int) const override { return -1; }

@@ -52,6 +52,7 @@ CCalcSettings CKelvoApp::GetCalcSettings() const {
   s.m_bDebug = m_bDebug;
   s.m_nSmoothModel = m_nSmoothModel;
   s.m_bPlainSteps = m_bPlainSteps;
+  s.m_nStepsPerPass = m_nStepsPerPass;
   s.m_nMemoryLimit = m_nMemoryLimit;
   s.m_nHostMemoryGB = m_nHostMemoryGB;
   s.m_nGpuMemoryGB = m_nGpuMemoryGB;

@@ -2,6 +2,7 @@
 #include <omp.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -144,6 +145,9 @@ int CKelvoApp::ReadTaskLines(std::vector<CString>& lines) {
     omp_set_num_threads(m_nThreads);
     m_bPlainSteps = false;
     get_parameter_bool(lines, "[optimization]", "plain steps", &m_bPlainSteps);
+    m_nStepsPerPass = kDefaultStepsPerPass;
+    get_parameter_int(lines, "[optimization]", "steps per pass", &m_nStepsPerPass);
+    m_nStepsPerPass = m_bPlainSteps ? 1 : std::min(std::max(m_nStepsPerPass, 1), kMaxStepsPerPass);
     u_Print("CPU: Threads = %d\n", m_nThreads);
   }
   print_node_usage(*this);

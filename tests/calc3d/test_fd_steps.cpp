@@ -116,11 +116,14 @@ TEST(FdSteps, ElasticVelocityRowsMatchThePointwisePath) {
   }
 }
 
-TEST(FdSteps, FusedPassMatchesTwoSweeps) {
-  // Acoustic and elastic, plain, with a Q factor and with mechanisms in some
-  // planes only; PML and the taper frame; thread counts that leave runs of
-  // one or two planes, where every stress update waits for the meeting of
-  // the threads. Same arithmetic in another order: equal to the bit.
+TEST(FdSteps, FusedAndBlockedPassesMatchTwoSweeps) {
+  // Three steps, each over bounds of its own as the wave spreads: as fused
+  // passes, as one pass of three steps (temporal blocking), and as plain
+  // sweeps. Acoustic and elastic, plain, with a Q factor and with mechanisms
+  // in some planes only; PML and the taper frame; thread counts that leave
+  // runs of one or two planes, where every stress update waits for the
+  // meeting of the threads, and grids thinner than the planes one pass
+  // keeps in flight. Same arithmetic in another order: equal to the bit.
   struct Case {
     int nMethod, L;
     bool bPml, bQ;
@@ -132,8 +135,8 @@ TEST(FdSteps, FusedPassMatchesTwoSweeps) {
                         {METHOD_ELASTIC, 2, false, false, 14, 4}};
   const int nThreads = omp_get_max_threads();
   for (const Case& k : cases) {
-    CCalc3D_OMP a, b;
-    for (CCalc3D_OMP* c : {&a, &b}) {
+    CCalc3D_OMP a, b, p;
+    for (CCalc3D_OMP* c : {&a, &b, &p}) {
       SetGrid(*c, k.nMethod, k.bPml, 48, 46, k.nz, 0, k.nz);
       c->m_Set.m_strModelQ = k.L > 0 || k.bQ ? "q.sgy" : "";
       c->m_nViscoL = k.L;
@@ -163,24 +166,32 @@ TEST(FdSteps, FusedPassMatchesTwoSweeps) {
     }
     a.m_Set.m_bPlainSteps = false;
     b.m_Set.m_bPlainSteps = true;
+    p.m_Set.m_nStepsPerPass = 3;
+    const TStepBox box[3] = {{12, 30, 9, 33}, {11, 31, 8, 34}, {2, 43, 2, 45}};
     omp_set_num_threads(k.nThreads);
-    for (int i = 0; i < 3; i++) {
-      EXPECT_EQ(0, a.PropagateStep(2, 2, 2, k.nz - 3, 43, 45));
-      EXPECT_EQ(0, b.PropagateStep(2, 2, 2, k.nz - 3, 43, 45));
+    for (const TStepBox& x : box) {
+      EXPECT_EQ(0, a.PropagateStep(2, x.nY0, x.nX0, k.nz - 3, x.nY1, x.nX1));
+      EXPECT_EQ(0, b.PropagateStep(2, x.nY0, x.nX0, k.nz - 3, x.nY1, x.nX1));
     }
+    EXPECT_EQ(3, p.MaxStepsPerPass());
+    EXPECT_EQ(0, p.PropagateSteps(2, k.nz - 3, box, 3));
     omp_set_num_threads(nThreads);
     const size_t m = a.GetCubeSize();
-    const float* fa[] = {a.m_pVx, a.m_pVy, a.m_pVz, a.m_pTxx, a.m_pTyy, a.m_pTzz, a.m_pTxy, a.m_pTxz, a.m_pTyz};
-    const float* fb[] = {b.m_pVx, b.m_pVy, b.m_pVz, b.m_pTxx, b.m_pTyy, b.m_pTzz, b.m_pTxy, b.m_pTxz, b.m_pTyz};
-    for (int f = 0; f < (k.nMethod == METHOD_ACOUSTIC ? 4 : 9); f++)
-      EXPECT_TRUE(SameFloats(fa[f], fb[f], m)) << "method " << k.nMethod << " nz " << k.nz << " field " << f;
-    for (int j = 0; j < PML_MEM_COUNT; j++) {
-      if (a.m_pPmlMem[j]) {
-        EXPECT_TRUE(SameFloats(a.m_pPmlMem[j], b.m_pPmlMem[j], a.GetPmlMemSize(j))) << "memory " << j;
+    for (const CCalc3D_OMP* c : {&a, &p}) {
+      const char* szPass = c == &a ? "fused" : "blocked";
+      const float* fa[] = {c->m_pVx, c->m_pVy, c->m_pVz, c->m_pTxx, c->m_pTyy, c->m_pTzz, c->m_pTxy, c->m_pTxz, c->m_pTyz};
+      const float* fb[] = {b.m_pVx, b.m_pVy, b.m_pVz, b.m_pTxx, b.m_pTyy, b.m_pTzz, b.m_pTxy, b.m_pTxz, b.m_pTyz};
+      for (int f = 0; f < (k.nMethod == METHOD_ACOUSTIC ? 4 : 9); f++)
+        EXPECT_TRUE(SameFloats(fa[f], fb[f], m))
+            << szPass << " method " << k.nMethod << " nz " << k.nz << " threads " << k.nThreads << " field " << f;
+      for (int j = 0; j < PML_MEM_COUNT; j++) {
+        if (c->m_pPmlMem[j]) {
+          EXPECT_TRUE(SameFloats(c->m_pPmlMem[j], b.m_pPmlMem[j], c->GetPmlMemSize(j))) << szPass << " memory " << j;
+        }
       }
-    }
-    if (k.L > 0) {
-      EXPECT_TRUE(SameFloats(a.m_pViscoG, b.m_pViscoG, m * k.L * 6));
+      if (k.L > 0) {
+        EXPECT_TRUE(SameFloats(c->m_pViscoG, b.m_pViscoG, m * k.L * 6)) << szPass;
+      }
     }
   }
 }
