@@ -173,7 +173,7 @@ TEST(FdSteps, FusedAndBlockedPassesMatchTwoSweeps) {
       EXPECT_EQ(0, a.PropagateStep(2, x.nY0, x.nX0, k.nz - 3, x.nY1, x.nX1));
       EXPECT_EQ(0, b.PropagateStep(2, x.nY0, x.nX0, k.nz - 3, x.nY1, x.nX1));
     }
-    EXPECT_EQ(3, p.MaxStepsPerPass());
+    EXPECT_EQ(1, p.MaxStepsPerPass()) << "planes this small are stepped one step a pass";
     EXPECT_EQ(0, p.PropagateSteps(2, k.nz - 3, box, 3));
     omp_set_num_threads(nThreads);
     const size_t m = a.GetCubeSize();
