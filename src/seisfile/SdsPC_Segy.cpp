@@ -255,8 +255,7 @@ bool CSdsPC::SetTraceHeader(int nTrace, SGY_TRACEHEADER& h, int /*bCheck*/) {
     return false;
   if (fwrite(h.m_buf, 1, 240, m_fp) != 240)
     return false;
-  fflush(m_fp);
-  return true;
+  return fflush(m_fp) == 0;
 }
 
 void CSdsPC::SetDelayTime(SGY_TRACEHEADER& h, double t0, DATAUNIT unit) {

@@ -232,7 +232,8 @@ bool CSdsPC::Create3D_file(const char* name, C3DSizeN size, CCubeR cube, float /
   SDS_TRACEINFO rec0;
   memset(&rec0, 0, sizeof(rec0));
   SDS_TRACEHEADER sh = CreateSDSHeaderTrace(ids0, rec0, axis, unit, 0);
-  for (int y = 0; y < ny; y++) {
+  bool bWritten = true;
+  for (int y = 0; y < ny && bWritten; y++) {
     double sx = cube.x0, sy = cube.y0 + y * dy;
     turn(sx, sy);
     for (int x = 0; x < nx; x++) {
@@ -266,11 +267,18 @@ bool CSdsPC::Create3D_file(const char* name, C3DSizeN size, CCubeR cube, float /
       }
       if (!bHeader || fwrite(zeros.data(), 1, zeros.size(), fp) != zeros.size()) {
         u_Print("Create3D_file (%s), write error: X=%g (point=%d), Y=%g (point=%d)\n", name, px, x, py, y);
+        bWritten = false;
         break;
       }
     }
   }
-  fclose(fp);
+  // A full disk may show only when the buffered tail is written out.
+  if (fclose(fp) != 0 && bWritten) {
+    u_Print("Create3D_file (%s), write error\n", name);
+    bWritten = false;
+  }
+  if (!bWritten)
+    return false;
 
   // A step too large for the 16-bit interval field is stored in a coarser
   // unit; the .inf file tells the reader the factor.
@@ -284,10 +292,12 @@ bool CSdsPC::Create3D_file(const char* name, C3DSizeN size, CCubeR cube, float /
     km = 1000.0;
   }
   if (km != 1.0) {
+    // Without its factor the cube would be read with the wrong step.
     FILE* fi = fopen((std::string(name) + ".inf").c_str(), "wt");
-    if (fi) {
-      fprintf(fi, "[Reform]\nkmTrs=%f\n", km);
-      fclose(fi);
+    const bool bInf = fi && fprintf(fi, "[Reform]\nkmTrs=%f\n", km) > 0;
+    if (!fi || fclose(fi) != 0 || !bInf) {
+      u_Print("Create3D_file (%s), the .inf file could not be written\n", name);
+      return false;
     }
   }
   u_Print("Create3D_file(%s) elapsed time %6.0f seconds.\n\n", name, now_seconds() - tStart);

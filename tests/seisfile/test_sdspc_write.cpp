@@ -1,4 +1,6 @@
 // Gathers written here, read back by segyio and by CSdsPC.
+#include <unistd.h>
+
 #include <cmath>
 
 #include "SeisTestUtil.h"
@@ -61,3 +63,17 @@ TEST_F(SdsPCWrite, GatherIsReadableByOtherSoftware) {
   EXPECT_NEAR(t[10], data[10 * cx + 1], std::fabs(data[10 * cx + 1]) * 1e-6);
 }
 #endif
+
+TEST_F(SdsPCWrite, CubeOnAFullDiskIsReportedNotTakenAsWritten) {
+  // /dev/full takes the open and fails every write; the last buffered bytes
+  // fail only at the close. A cube small enough to sit in the buffer until
+  // then, and one large enough to fail on the way, are both refused.
+  const std::string path = Path("cube.sgy");
+  if (access("/dev/full", W_OK) != 0 || symlink("/dev/full", path.c_str()) != 0)
+    GTEST_SKIP() << "no /dev/full here";
+  for (int n : {2, 60}) {
+    CSdsPC sds;
+    EXPECT_FALSE(sds.Create3D_file(path.c_str(), C3DSizeN(n, n, n), CCubeR(0, 0, 0, 100, 100, 100), 0, DU_M, 0, nullptr))
+        << n << "^3";
+  }
+}
