@@ -52,9 +52,9 @@ struct CConfig {
   const char* szName;
   bool bPml;
   int nFrame;
-  int L;       // relaxation mechanisms, 0 for none
-  double fQ;   // quality factor of every cell; 0 gives the neutral records
-  int nPass;   // steps in one pass over the planes (timed as one); 0: two sweeps a step
+  int L;     // relaxation mechanisms, 0 for none
+  double fQ; // quality factor of every cell; 0 gives the neutral records
+  int nPass; // steps in one pass over the planes (timed as one); 0: two sweeps a step
   // Bytes of a cell update: the records of neutral cells are read only.
   double Bytes() const { return kBytesPerCell + (fQ >= 3 ? kViscoBytesPerMechanism : kNeutralBytesPerMechanism) * L; }
 };

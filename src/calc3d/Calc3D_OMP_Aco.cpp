@@ -77,8 +77,7 @@ constexpr size_t kMinPassPlane = 128 * 128;
 
 int CCalc3D_OMP::MaxStepsPerPass() const {
   const int m = GetMethod();
-  if (m_Set.m_bPlainSteps || (m != METHOD_ACOUSTIC && m != METHOD_ELASTIC) ||
-      (size_t)m_nNx * m_nNy < kMinPassPlane)
+  if (m_Set.m_bPlainSteps || (m != METHOD_ACOUSTIC && m != METHOD_ELASTIC) || (size_t)m_nNx * m_nNy < kMinPassPlane)
     return 1;
   return m_Set.m_nStepsPerPass;
 }

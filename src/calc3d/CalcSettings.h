@@ -43,7 +43,7 @@ struct CCalcSettings {
   // FileAnisPhi, the azimuth.
   float m_fAnisEpsilon = 0, m_fAnisDelta = 0, m_fAnisGamma = 0, m_fAnisAzimuth = 0, m_fAnisPhi = 0;
   bool m_bPlainSteps = false; // each half-step a sweep of its own (the reference of the fused pass)
-  int m_nStepsPerPass = 1;     // time steps a pass over the planes may advance (temporal blocking)
+  int m_nStepsPerPass = 1;    // time steps a pass over the planes may advance (temporal blocking)
   int m_nMemoryLimit = 0;     // MB a node is taken to have, 0 for its own
   int m_nHostMemoryGB = 0;    // GB a node is taken to have, 0 for its own
   int m_nGpuMemoryGB = 0;     // GB the device is taken to have, 0 for its own

@@ -41,7 +41,7 @@ public:
   int m_nSmoothModel = 2;
   int m_nThreads = 0;
   bool m_bPlainSteps = false; // the two half-steps of a time step as separate sweeps
-  int m_nStepsPerPass = 1;     // time steps one pass over the planes may advance
+  int m_nStepsPerPass = 1;    // time steps one pass over the planes may advance
   int m_nCPUs = 0;
   bool m_bUseCUDA = false;
   int m_nGPUCount = 0;

@@ -179,7 +179,8 @@ TEST(FdSteps, FusedAndBlockedPassesMatchTwoSweeps) {
     const size_t m = a.GetCubeSize();
     for (const CCalc3D_OMP* c : {&a, &p}) {
       const char* szPass = c == &a ? "fused" : "blocked";
-      const float* fa[] = {c->m_pVx, c->m_pVy, c->m_pVz, c->m_pTxx, c->m_pTyy, c->m_pTzz, c->m_pTxy, c->m_pTxz, c->m_pTyz};
+      const float* fa[] = {c->m_pVx,  c->m_pVy,  c->m_pVz,  c->m_pTxx, c->m_pTyy,
+                           c->m_pTzz, c->m_pTxy, c->m_pTxz, c->m_pTyz};
       const float* fb[] = {b.m_pVx, b.m_pVy, b.m_pVz, b.m_pTxx, b.m_pTyy, b.m_pTzz, b.m_pTxy, b.m_pTxz, b.m_pTyz};
       for (int f = 0; f < (k.nMethod == METHOD_ACOUSTIC ? 4 : 9); f++)
         EXPECT_TRUE(SameFloats(fa[f], fb[f], m))

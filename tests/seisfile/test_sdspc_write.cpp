@@ -73,7 +73,8 @@ TEST_F(SdsPCWrite, CubeOnAFullDiskIsReportedNotTakenAsWritten) {
     GTEST_SKIP() << "no /dev/full here";
   for (int n : {2, 60}) {
     CSdsPC sds;
-    EXPECT_FALSE(sds.Create3D_file(path.c_str(), C3DSizeN(n, n, n), CCubeR(0, 0, 0, 100, 100, 100), 0, DU_M, 0, nullptr))
+    EXPECT_FALSE(
+        sds.Create3D_file(path.c_str(), C3DSizeN(n, n, n), CCubeR(0, 0, 0, 100, 100, 100), 0, DU_M, 0, nullptr))
         << n << "^3";
   }
 }
