@@ -235,16 +235,18 @@ void CSdsPC::OpenTraceAxis(int nLift) {
   }
   ApplyLift(nLift);
 
-  // Overrides from the .inf file.
-  int nComp = (int)m_arInfo[INFO_NCOMP].m_rValue;
+  // Overrides from the .inf file, whose numbers may be anything: one outside
+  // the range of int (or not a number) counts as none.
+  auto toInt = [](double v) { return v > -2147483648.0 && v < 2147483648.0 ? (int)v : -1; };
+  int nComp = toInt(m_arInfo[INFO_NCOMP].m_rValue);
   if (m_arInfo[INFO_NCOMP].m_nType != -1 && nComp >= 1 && nComp <= 14) {
     m_szComponents[0] = ComponentLetter(nComp);
     m_cComponent = m_szComponents[0];
   }
   if (m_arInfo[INFO_ZUNIT].m_nType != -1) {
-    if ((int)m_arInfo[INFO_ZUNIT].m_rValue == 1)
+    if (toInt(m_arInfo[INFO_ZUNIT].m_rValue) == 1)
       m_nUnit = DU_MSEC;
-    if ((int)m_arInfo[INFO_ZUNIT].m_rValue == 2)
+    if (toInt(m_arInfo[INFO_ZUNIT].m_rValue) == 2)
       m_nUnit = DU_M;
   }
   double kmVal = m_arInfo[INFO_KMVAL].m_rValue;

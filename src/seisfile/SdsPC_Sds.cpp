@@ -178,7 +178,7 @@ bool CSdsPC::ScanREC(CString& strError) {
   m_rT1 = (double)nEnd - nStep;
   m_nTraceLen = (int)(((int64_t)nEnd - nStart) / nStep);
 
-  int64_t nEstimate = m_nFileLen / (nBytes + SDS_HEADER_BYTES);
+  int64_t nEstimate = m_nFileLen / ((int64_t)nBytes + SDS_HEADER_BYTES);
   nEstimate = std::max<int64_t>(1, std::min<int64_t>(nEstimate, 0x3FFFFFFF));
   if (!SeekTo(m_fp, 0)) {
     strError = "Error: !FSETPOS (0)\n";
