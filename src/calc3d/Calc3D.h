@@ -156,12 +156,12 @@ public:
   // over a group (its step with the halo exchange is in cluster/).
   int CalculateShared();
   int CalculateDistributed();
-  // The time loop over the steps that `step` advances (see TimeStep.h), and
-  // its body for step i of n; 0 or what ended the shot.
+  // The time loop over the steps that `step` advances (see TimeStep.h); 0 or
+  // what ended the shot.
   int RunTimeLoop(CTimeStep& step);
-  int RunTimeStep(CTimeStep& step, int i, int n, double& fRecNext);
-  // Steps i..i+nSteps-1 in one pass (PassLength says how many may go).
-  int RunTimePass(CTimeStep& step, int i, int nSteps, int n, double& fRecNext);
+  // Steps i..i+nSteps-1 of n, in one pass when more than one (PassLength
+  // says how many may go).
+  int RunTimeSteps(CTimeStep& step, int i, int nSteps, int n, double& fRecNext);
   // How many steps from i on one pass may advance: none of them but the
   // last may need the whole field at its time (a gather row, the time
   // field, a snapshot), and no source sample may fall between them.

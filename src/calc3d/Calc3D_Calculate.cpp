@@ -174,7 +174,7 @@ int CCalc3D::RunTimeLoop(CTimeStep& step) {
       nResult = RUN_INTERRUPTED;
     } else {
       const int nSteps = PassLength(step, i, n, fRecNext);
-      nResult = nSteps > 1 ? RunTimePass(step, i, nSteps, n, fRecNext) : RunTimeStep(step, i, n, fRecNext);
+      nResult = RunTimeSteps(step, i, nSteps, n, fRecNext);
       i += nSteps;
     }
   }
@@ -183,29 +183,8 @@ int CCalc3D::RunTimeLoop(CTimeStep& step) {
   return step.Finish(nResult);
 }
 
-int CCalc3D::RunTimeStep(CTimeStep& step, int i, int n, double& fRecNext) {
-  // The x and y bounds of this step: the region the wave can have reached.
-  const int s = m_nStart;
-  int nY0 = s, nY1 = m_nNy - s - 1;
-  int nX0 = s, nX1 = m_nNx - s - 1;
-  StepActiveBox(i, nY0, nY1, nX0, nX1);
-
-  if (i < m_Signal.m_nLen && step.InjectsSignal() && ApplySignal(i) != 0) {
-    u_Error("Error! Unable to apply signal in %d simulation step.\n", i);
-    return -1;
-  }
-
-  if (GetMethod() > METHOD_ACOUSTIC)
-    UpdateSuppression();
-  const int nRes = step.Advance(nY0, nY1, nX0, nX1);
-  m_fTime += m_fDt;
-  if (nRes != 0)
-    return ReportStepFailure(nRes, i);
-  return AfterStep(step, i, n, fRecNext);
-}
-
 int CCalc3D::PassLength(const CTimeStep& step, int i, int n, double fRecNext) const {
-  const int nMax = std::min(step.MaxStepsPerPass(), n - i);
+  const int nMax = std::min({step.MaxStepsPerPass(), n - i, kMaxStepsPerPass});
   // The source sample of a step goes in before it, at the start of a pass only;
   // the S-wave factor must hold for the whole pass.
   if (nMax <= 1 || i + 1 < m_Signal.m_nLen || (GetMethod() > METHOD_ACOUSTIC && SuppressionAt(m_fTime) != 1.0f))
@@ -234,22 +213,22 @@ bool CCalc3D::WholeFieldDue(int i, double t, double fRecNext) const {
   return false;
 }
 
-int CCalc3D::RunTimePass(CTimeStep& step, int i, int nSteps, int n, double& fRecNext) {
+int CCalc3D::RunTimeSteps(CTimeStep& step, int i, int nSteps, int n, double& fRecNext) {
   if (i < m_Signal.m_nLen && step.InjectsSignal() && ApplySignal(i) != 0) {
     u_Error("Error! Unable to apply signal in %d simulation step.\n", i);
     return -1;
   }
   if (GetMethod() > METHOD_ACOUSTIC)
     UpdateSuppression();
-  // Each step's bounds at its own time, as step by step.
-  std::vector<TStepBox> box(nSteps);
+  // Each step's bounds at its own time: the region the wave can have reached.
+  TStepBox box[kMaxStepsPerPass];
   const int s = m_nStart;
   for (int j = 0; j < nSteps; j++) {
     box[j] = {s, m_nNy - s - 1, s, m_nNx - s - 1};
     StepActiveBox(i + j, box[j].nY0, box[j].nY1, box[j].nX0, box[j].nX1);
     m_fTime += m_fDt;
   }
-  const int nRes = step.AdvanceSteps(box.data(), nSteps);
+  const int nRes = step.AdvanceSteps(box, nSteps);
   if (nRes != 0)
     return ReportStepFailure(nRes, i + nSteps - 1);
   for (int j = i; j < i + nSteps - 1; j++)
