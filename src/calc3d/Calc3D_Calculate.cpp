@@ -223,12 +223,17 @@ int CCalc3D::RunTimeSteps(CTimeStep& step, int i, int nSteps, int n, double& fRe
   // Each step's bounds at its own time: the region the wave can have reached.
   TStepBox box[kMaxStepsPerPass];
   const int s = m_nStart;
+  const double fStart = m_fTime;
   for (int j = 0; j < nSteps; j++) {
     box[j] = {s, m_nNy - s - 1, s, m_nNx - s - 1};
     StepActiveBox(i + j, box[j].nY0, box[j].nY1, box[j].nX0, box[j].nX1);
     m_fTime += m_fDt;
   }
+  // The half-steps see the time at the start of the pass, as a single step does.
+  const double fEnd = m_fTime;
+  m_fTime = fStart;
   const int nRes = step.AdvanceSteps(box, nSteps);
+  m_fTime = fEnd;
   if (nRes != 0)
     return ReportStepFailure(nRes, i + nSteps - 1);
   for (int j = i; j < i + nSteps - 1; j++)
